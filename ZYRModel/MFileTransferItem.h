@@ -1,0 +1,79 @@
+// SPDX-License-Identifier: MIT
+// SPDX-FileCopyrightText: 2026 The ZYR developers
+#pragma once
+
+#include <ZYRModel/zyrmodel_export.h>
+
+#include <QDateTime>
+#include <QMetaType>
+#include <QString>
+
+namespace Trelan::Oku::ZYRModel {
+
+/// One upload or download of one file, as the transfer queue and its store
+/// keep it. A plain value: the queue owns its records, a worker works on a
+/// copy.
+class ZYRMODEL_EXPORT MFileTransferItem
+{
+public:
+    enum TransferStatus {
+        Waiting = 0,
+        Transferring = 1,
+        Finished = 2,
+        Failed = 3,
+        Interrupted = 4,
+    };
+
+    MFileTransferItem();
+
+    const QString& getId() const;
+    void setId(const QString& id);
+    const QString& getUserId() const;
+    void setUserId(const QString& userId);
+    const QString& getFileId() const;
+    void setFileId(const QString& fileId);
+    bool getIsDownload() const;
+    void setIsDownload(bool isDownload);
+    const QString& getLocalPath() const;
+    void setLocalPath(const QString& path);
+    const QString& getRemoteParentPath() const;
+    void setRemoteParentPath(const QString& path);
+    const QString& getRemotePath() const;
+    void setRemotePath(const QString& path);
+    /// The last element of the remote path (the whole text when it has no "/").
+    QString getRemoteFileName() const;
+    qint64 getSize() const;
+    void setSize(qint64 size);
+    qint64 getBytesCompleted() const;
+    void setBytesCompleted(qint64 bytes);
+    const QString& getWorkspaceId() const;
+    void setWorkspaceId(const QString& workspaceId);
+    const QDateTime& getCreateTime() const;
+    void setCreateTime(const QDateTime& time);
+    const QDateTime& getUpdateTime() const;
+    void setUpdateTime(const QDateTime& time);
+    TransferStatus getStatus() const;
+    void setStatus(TransferStatus status);
+
+    bool operator==(const MFileTransferItem& other) const;
+    bool operator!=(const MFileTransferItem& other) const { return !(*this == other); }
+
+private:
+    QString m_id;
+    QString m_userId;
+    QString m_fileId;
+    bool m_isDownload = false;
+    QString m_localPath;
+    QString m_remoteParentPath;
+    QString m_remotePath;
+    qint64 m_size = 0;
+    qint64 m_bytesCompleted = 0;
+    QString m_workspaceId;
+    QDateTime m_createTime;
+    QDateTime m_updateTime;
+    TransferStatus m_status = Waiting;
+};
+
+} // namespace Trelan::Oku::ZYRModel
+
+Q_DECLARE_METATYPE(Trelan::Oku::ZYRModel::MFileTransferItem*)
