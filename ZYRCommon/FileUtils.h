@@ -22,28 +22,36 @@ public:
     /// \a first and \a second joined by exactly one "/"; an empty side gives
     /// the other side unchanged.
     static QString concat(const QString& first, const QString& second);
-    /// The last element of \a path ("c.txt" for "a/b/c.txt", "b" for "a/b/").
+    /// The last element of \a path ("c.txt" for "a/b/c.txt", "b" for "a/b/");
+    /// empty for a root ("/", "C:/").
     static QString getFileName(const QString& path);
     /// The extension of the file name of \a path from its last ".", with the
-    /// dot when \a withDot; empty when the name has no dot.
+    /// dot when \a withDot; empty when the name has no dot. A dot-file is all
+    /// extension: ".dwg" gives ".dwg".
     static QString getFileExtension(const QString& path, bool withDot);
     /// The path without its last element ("/a/b" for "/a/b/c", "/" for "/a",
     /// empty for "a").
     static QString getParentFolderPath(const QString& path);
     /// \a name when no entry of that name is in \a dir, else "base (n).ext"
-    /// with the smallest n >= 1 that is free.
+    /// with the smallest n >= 1 that is free. The extension is the part from
+    /// the last dot; a leading dot belongs to the base (".env (1)"). Empty for
+    /// an empty name.
     static QString generateUniqueName(const QString& dir, const QString& name);
-    /// Copies srcDir/srcName to dstDir/dstName. When the target exists it is
-    /// replaced if \a overwrite, else a unique name is chosen. Returns the
-    /// name written in \a dstDir, or an empty string on failure.
+    /// Copies srcDir/srcName to dstDir/dstName (\a dstName empty: srcName),
+    /// creating dstDir. When the target exists it is replaced if \a overwrite,
+    /// else a unique name is chosen (also when a directory is in the way).
+    /// Returns the name written in \a dstDir, or an empty string on failure.
     static QString copyFile(const QString& srcDir, const QString& srcName,
                             const QString& dstDir, const QString& dstName, bool overwrite);
-    /// Removes a file, or a directory with everything in it. True when
-    /// nothing is left at \a path (also when nothing was there).
+    /// Removes a file, or a directory with everything in it; a symbolic link
+    /// is removed, not followed. True when nothing is left at \a path (also
+    /// when nothing was there); false for an empty path.
     static bool deleteFileOrDir(const QString& path);
-    /// Removes everything inside \a dir, keeping \a dir itself.
+    /// Removes everything inside \a dir, keeping \a dir itself. True when
+    /// \a dir is empty afterwards or does not exist; false when it is a file.
     static bool removeFilesInDir(const QString& dir);
-    /// Total size in bytes of the files below \a dir.
+    /// Total size in bytes of the files below \a dir, at any depth; links
+    /// are not followed. 0 when \a dir is not a directory.
     static qint64 getFileSizeInDir(const QString& dir);
     /// \a name with every run of white space replaced by one space and
     /// leading and trailing white space removed.
