@@ -285,6 +285,29 @@ QSharedPointer<MFile> MFile::getChildById(const QString& id) const
     return {};
 }
 
+namespace {
+
+// True when \a candidate is \a node or one of its ancestors: making it a
+// child of \a node would close a loop of strong pointers.
+bool isSelfOrAncestor(const QSharedPointer<MFile>& candidate, const QSharedPointer<MFile>& node)
+{
+    for (QSharedPointer<MFile> current = node; current; current = current->getParent()) {
+        if (current == candidate)
+            return true;
+    }
+    return false;
+}
+
+// A node sits in one folder's list: moving it takes it out of the old one.
+void detachFromOtherParent(const QSharedPointer<MFile>& child, const QSharedPointer<MFile>& newParent)
+{
+    const QSharedPointer<MFile> oldParent = child->getParent();
+    if (oldParent && oldParent != newParent)
+        oldParent->removeChild(child);
+}
+
+} // namespace
+
 void MFile::setChildren(const QList<QSharedPointer<MFile>>& children, const QSharedPointer<MFile>& folder)
 {
     if (!folder)
@@ -295,8 +318,9 @@ void MFile::setChildren(const QList<QSharedPointer<MFile>>& children, const QSha
     }
     folder->m_children.clear();
     for (const QSharedPointer<MFile>& child : children) {
-        if (!child || child == folder)
+        if (!child || isSelfOrAncestor(child, folder) || folder->m_children.contains(child))
             continue;
+        detachFromOtherParent(child, folder);
         child->m_parent = folder;
         child->m_parentId = folder->m_id;
         if (child->m_workspaceId.isEmpty())
@@ -307,10 +331,9 @@ void MFile::setChildren(const QList<QSharedPointer<MFile>>& children, const QSha
 
 void MFile::addChild(const QSharedPointer<MFile>& child, const QSharedPointer<MFile>& parent)
 {
-    if (!child || !parent || child == parent)
+    if (!child || !parent || isSelfOrAncestor(child, parent))
         return;
-    if (const QSharedPointer<MFile> oldParent = child->m_parent.toStrongRef(); oldParent && oldParent != parent)
-        oldParent->removeChild(child);
+    detachFromOtherParent(child, parent);
     for (qsizetype i = 0; i < parent->m_children.size(); ++i) {
         const QSharedPointer<MFile>& existing = parent->m_children.at(i);
         if (existing == child || (!child->m_id.isEmpty() && existing && existing->m_id == child->m_id)) {

@@ -110,10 +110,14 @@ public:
     QSharedPointer<MFile> getChild(const QString& name, bool caseSensitive = true) const;
     QSharedPointer<MFile> getChildById(const QString& id) const;
     /// Replaces \a folder's children with \a children: each gets \a folder as
-    /// parent, its parent id and, when empty, the folder's workspace id.
-    /// Children of the old list that are not in the new one lose their parent.
+    /// parent, its parent id and, when empty, the folder's workspace id, and
+    /// leaves the folder it was in before. Children of the old list that are
+    /// not in the new one lose their parent. Null entries, repeats, the
+    /// folder itself and its ancestors (which would form a loop) are skipped.
     static void setChildren(const QList<QSharedPointer<MFile>>& children, const QSharedPointer<MFile>& folder);
-    /// Appends \a child to \a parent (replacing a child with the same id).
+    /// Appends \a child to \a parent (replacing a child with the same id),
+    /// taking it out of its previous parent; an ancestor of \a parent is
+    /// refused.
     static void addChild(const QSharedPointer<MFile>& child, const QSharedPointer<MFile>& parent);
     /// Removes \a child (by identity, or by id) from this node's children.
     bool removeChild(const QSharedPointer<MFile>& child);
