@@ -152,8 +152,9 @@ bool CacheItemDBManager::getCacheItems(const QString& fileId, QList<MFileCacheIt
         item.setDigest(query.value(2).toString());
         item.setLocalDir(query.value(3).toString());
         item.setLocalName(query.value(4).toString());
+        // UTC: the same instant as the copy's local mtime, compared by instant.
         if (!query.isNull(5))
-            item.setCachedTime(QDateTime::fromMSecsSinceEpoch(query.value(5).toLongLong()));
+            item.setCachedTime(QDateTime::fromMSecsSinceEpoch(query.value(5).toLongLong(), Qt::UTC));
         read.append(item);
     }
     items.append(read);

@@ -58,9 +58,12 @@ QVariant time(const QDateTime& value)
     return value.isValid() ? QVariant(value.toMSecsSinceEpoch()) : QVariant();
 }
 
+// Read back in UTC: the same instant as what was stored (QDateTime compares
+// instants), without a time-zone lookup in whichever thread reads.
 QDateTime timeAt(const QSqlQuery& query, int column)
 {
-    return query.isNull(column) ? QDateTime() : QDateTime::fromMSecsSinceEpoch(query.value(column).toLongLong());
+    return query.isNull(column) ? QDateTime()
+                                : QDateTime::fromMSecsSinceEpoch(query.value(column).toLongLong(), Qt::UTC);
 }
 
 // Binds the fields in the order of the INSERT's columns; UPDATE uses the same

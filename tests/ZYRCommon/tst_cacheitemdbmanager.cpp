@@ -26,7 +26,7 @@ MFileCacheItem makeItem(const QString& fileId, const QString& dir, const QString
     item.setDigest(digest);
     item.setLocalDir(dir);
     item.setLocalName(name);
-    item.setCachedTime(QDateTime::fromMSecsSinceEpoch(Q_INT64_C(1767225600987)));
+    item.setCachedTime(QDateTime::fromMSecsSinceEpoch(Q_INT64_C(1767225600987), Qt::UTC));
     return item;
 }
 
@@ -76,6 +76,12 @@ void tst_CacheItemDBManager::insertAndReadInInsertionOrder()
     MFileCacheItem noTime = makeItem(QStringLiteral("f1"), QStringLiteral("/home/u/报告"),
                                      QStringLiteral("报告 2024.pdf"), QStringLiteral("d1"));
     noTime.setCachedTime(QDateTime());
+    // A copy's mtime comes in local time; it reads back as the same instant.
+    MFileCacheItem localTime = makeItem(QStringLiteral("f3"), QStringLiteral("/l"), QStringLiteral("l"),
+                                        QStringLiteral("d"));
+    localTime.setCachedTime(QDateTime::fromMSecsSinceEpoch(Q_INT64_C(1767225600987)));
+    QVERIFY(store.insertItem(localTime));
+    QCOMPARE(itemsOf(store, QStringLiteral("f3")), QList<MFileCacheItem>{localTime});
     const MFileCacheItem other = makeItem(QStringLiteral("f2"), QStringLiteral("/x"), QStringLiteral("x"),
                                           QStringLiteral("d9"));
     const MFileCacheItem last = makeItem(QStringLiteral("f1"), QStringLiteral("/a"), QStringLiteral("a.dwg"),

@@ -20,7 +20,7 @@ using Trelan::Oku::ZYRModel::MFileTransferItem;
 
 namespace {
 
-const QDateTime Base = QDateTime::fromMSecsSinceEpoch(Q_INT64_C(1767225600123)); // has milliseconds
+const QDateTime Base = QDateTime::fromMSecsSinceEpoch(Q_INT64_C(1767225600123), Qt::UTC); // has milliseconds
 
 MFileTransferItem makeItem(const QString& userId, MFileTransferItem::TransferStatus status, int minute,
                            bool download = true)
@@ -121,6 +121,8 @@ void tst_TransferItemDBManager::insertAndReadBack()
                                   makeItem(QStringLiteral("u1"), MFileTransferItem::Failed, 2),
                                   makeItem(QStringLiteral("u1"), MFileTransferItem::Interrupted, 3),
                                   makeItem(QStringLiteral("u1"), MFileTransferItem::Finished, 4)};
+    // Local time, as the queue stamps its records, reads back as the same instant.
+    list[0].setCreateTime(Base.addSecs(60).toLocalTime());
     QVERIFY(store.insertItems(pointers(list)));
     QVERIFY(store.insertItems({}));
 
