@@ -71,7 +71,6 @@ private slots:
     void statusFlags();
     void statusNamedValues();
     void thumbnailSetsFlag();
-    void privilegesAndAttributes();
     void weakFileMetaType();
     void weakFileThroughQueuedConnection();
 };
@@ -444,21 +443,6 @@ void tst_MFile::thumbnailSetsFlag()
     file.setThumbnailData(QByteArray("\x89PNG", 4));
     QVERIFY(file.hasStatus(MFile::StatusThumbnailLoaded));
     QCOMPARE(file.getThumbnailData().size(), 4);
-}
-
-void tst_MFile::privilegesAndAttributes()
-{
-    MFile file;
-    file.setPrivileges({QStringLiteral("enter"), QStringLiteral("view")});
-    QVERIFY(file.hasPrivilege(QStringLiteral("view")));
-    QVERIFY(!file.hasPrivilege(QStringLiteral("View")));
-    QVERIFY(!file.hasPrivilege(QStringLiteral("delete")));
-
-    file.setAttributes({{QStringLiteral("a"), QStringLiteral("1")}});
-    file.setAttribute(QStringLiteral("a"), QStringLiteral("2"));
-    file.setAttribute(QStringLiteral("b"), QStringLiteral("3"));
-    QCOMPARE(file.getAttributes().size(), 2);
-    QCOMPARE(file.getAttributes().value(QStringLiteral("a")), QStringLiteral("2"));
 }
 
 void tst_MFile::weakFileMetaType()
