@@ -187,6 +187,9 @@ void TestBReplyHandlerBase::bodyReaders_data()
                                                 << QByteArray(R"({"code":5,"data":{"id":"x"},"message":"no"})");
     QTest::newRow("envelope: bare object") << Reader::Envelope << QByteArray(R"({"id":"x"})") << true
                                            << QByteArray(R"({"id":"x"})");
+    // Without "code" the object is no envelope, even with a "data" member.
+    QTest::newRow("envelope: data without code") << Reader::Envelope << QByteArray(R"({"data":{"id":"x"},"n":1})")
+                                                 << true << QByteArray(R"({"data":{"id":"x"},"n":1})");
     QTest::newRow("envelope: code 0, data null") << Reader::Envelope << QByteArray(R"({"code":0,"data":null})")
                                                  << true << QByteArray("{}");
     QTest::newRow("envelope: array") << Reader::Envelope << QByteArray(R"([{"code":0}])") << false << untouched;
