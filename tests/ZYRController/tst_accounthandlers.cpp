@@ -145,7 +145,6 @@ void TestAccountHandlers::avatarKeepsRawBytesAndUserId_data()
     const QByteArray png = QByteArray::fromHex("89504e470d0a1a0a0000000d49484452");
     QTest::newRow("image bytes") << 200 << png << png;
     QTest::newRow("zero bytes") << 200 << QByteArray() << QByteArray();
-    QTest::newRow("404") << 404 << png << QByteArray();
 }
 
 void TestAccountHandlers::avatarKeepsRawBytesAndUserId()

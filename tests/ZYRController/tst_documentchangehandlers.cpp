@@ -9,7 +9,6 @@
 #include <ZYRController/BCreateFolderHandler.h>
 #include <ZYRController/BCreateShareLinkHandler.h>
 #include <ZYRController/BDeleteFilesHandler.h>
-#include <ZYRController/BFileSimpleResultHandler.h>
 #include <ZYRController/BRemoveFavoriteFilesHandler.h>
 #include <ZYRController/BRemoveShareLinksHandler.h>
 #include <ZYRController/BRenameFileHandler.h>
@@ -60,8 +59,6 @@ private Q_SLOTS:
     void addAttributesByPathCarriesItsKey();
     void bodylessRequestsSucceedOnStatusAlone_data();
     void bodylessRequestsSucceedOnStatusAlone();
-    void fileSimpleResult_data();
-    void fileSimpleResult();
 };
 
 void TestDocumentChangeHandlers::createFolder_data()
@@ -391,34 +388,7 @@ void TestDocumentChangeHandlers::bodylessRequestsSucceedOnStatusAlone()
     QVERIFY(identical);
 }
 
-void TestDocumentChangeHandlers::fileSimpleResult_data()
-{
-    QTest::addColumn<QByteArray>("body");
-    QTest::addColumn<bool>("success");
 
-    QTest::newRow("Success") << QByteArray(R"({"result":"Success"})") << true;
-    QTest::newRow("message is not read") << QByteArray(R"({"message":"success"})") << false;
-    QTest::newRow("empty object") << QByteArray("{}") << false;
-}
-
-void TestDocumentChangeHandlers::fileSimpleResult()
-{
-    QFETCH(QByteArray, body);
-    QFETCH(bool, success);
-
-    TestOwner owner;
-    FilePtr file = makeNode(QStringLiteral("a"), QStringLiteral("1"));
-    bool seenSuccess = !success;
-    int carried = 0;
-    auto* handler = new BFileSimpleResultHandler(owner.caller(), QStringLiteral("w1"), {file});
-    QVERIFY(answer<BFileSimpleResultHandler>(handler, owner, 200, body, [&](BFileSimpleResultHandler* h) {
-        seenSuccess = h->isSuccess();
-        carried = int(h->files().size());
-        QCOMPARE(h->workspaceId(), QStringLiteral("w1"));
-    }));
-    QCOMPARE(seenSuccess, success);
-    QCOMPARE(carried, 1);
-}
 
 QTEST_GUILESS_MAIN(TestDocumentChangeHandlers)
 #include "tst_documentchangehandlers.moc"

@@ -11,13 +11,11 @@
 #include <ZYRController/BQueryFileMetaHandler.h>
 #include <ZYRController/BQueryFilePathHandler.h>
 #include <ZYRController/BQueryFileThumbnailHandler.h>
-#include <ZYRController/BQueryShareLinksHandler.h>
 #include <ZYRController/BQueryViewcodeHandler.h>
 #include <ZYRController/ISyncWorker.h>
 
 #include <ZYRModel/MDocumentViewcode.h>
 #include <ZYRModel/MFile.h>
-#include <ZYRModel/MFileTransferItem.h>
 
 #include <QSignalSpy>
 #include <QTest>
@@ -88,7 +86,6 @@ private Q_SLOTS:
     void childrenByInfo();
     void favorites_data();
     void favorites();
-    void shareLinks();
     void fileMeta_data();
     void fileMeta();
     void fileMetaNotifierEndsExactlyOnce_data();
@@ -97,7 +94,6 @@ private Q_SLOTS:
     void ancestorPath();
     void filePathById_data();
     void filePathById();
-    void filePathCarriesTransferContext();
     void attributes_data();
     void attributes();
     void thumbnailKeepsRawBytes();
@@ -231,22 +227,6 @@ void TestDocumentQueryHandlers::favorites()
         QCOMPARE(file->getWorkspaceId(), QStringLiteral("w3"));
 }
 
-void TestDocumentQueryHandlers::shareLinks()
-{
-    TestOwner owner;
-    QStringList tokens;
-    QString workspaceId;
-    auto* handler = new BQueryShareLinksHandler(owner.caller(), QStringLiteral("w1"));
-    QVERIFY(answer<BQueryShareLinksHandler>(
-        handler, owner, 200, QByteArray(R"({"items":[{"token":"t1","fileIds":["1"]},"junk",{"token":"t2"}]})"),
-        [&](BQueryShareLinksHandler* h) {
-            for (const auto& link : h->shareLinks())
-                tokens << link->getToken();
-            workspaceId = h->workspaceId();
-        }));
-    QCOMPARE(tokens, (QStringList{QStringLiteral("t1"), QStringLiteral("t2")}));
-    QCOMPARE(workspaceId, QStringLiteral("w1"));
-}
 
 void TestDocumentQueryHandlers::fileMeta_data()
 {
@@ -407,29 +387,6 @@ void TestDocumentQueryHandlers::filePathById()
     QCOMPARE(seen, (QStringList{idPath, namePath, parentIdPath, parentNamePath}));
 }
 
-void TestDocumentQueryHandlers::filePathCarriesTransferContext()
-{
-    TestOwner owner;
-    MFileTransferItem item;
-    auto* fakeWorker = reinterpret_cast<BFileTransferWorker*>(&owner); // never dereferenced
-    BFileTransferWorker* seenWorker = nullptr;
-    MFileTransferItem* seenItem = nullptr;
-    int seenStatus = -1;
-    QString seenFileId;
-    auto* handler = new BQueryFilePathHandler(owner.caller());
-    handler->setTransferContext(fakeWorker, &item, MFileTransferItem::Finished, QStringLiteral("f42"));
-    // Carried whether or not the query works.
-    QVERIFY(answer<BQueryFilePathHandler>(handler, owner, 500, QByteArray(), [&](BQueryFilePathHandler* h) {
-        seenWorker = h->worker();
-        seenItem = h->transferItem();
-        seenStatus = h->transferStatus();
-        seenFileId = h->fileId();
-    }));
-    QCOMPARE(seenWorker, fakeWorker);
-    QCOMPARE(seenItem, &item);
-    QCOMPARE(seenStatus, int(MFileTransferItem::Finished));
-    QCOMPARE(seenFileId, QStringLiteral("f42"));
-}
 
 void TestDocumentQueryHandlers::attributes_data()
 {

@@ -3,7 +3,6 @@
 #include "HandlerHarness.h"
 
 #include <ZYRController/BQueryAllWorkspaceHandler.h>
-#include <ZYRController/BQueryWorkspaceLogoHandler.h>
 #include <ZYRController/BQueryWorkspaceQuotaHandler.h>
 
 #include <ZYRModel/MWorkspace.h>
@@ -27,8 +26,6 @@ private Q_SLOTS:
     void workspaceListCopiesSurviveTheHandler();
     void quota_data();
     void quota();
-    void quotaNotTakenDiesWithHandler();
-    void logoKeepsRawBytes();
 };
 
 void TestWorkspaceHandlers::workspaceList_data()
@@ -121,32 +118,7 @@ void TestWorkspaceHandlers::quota()
         QCOMPARE(quota->getUsedSize(), usedSize);
 }
 
-void TestWorkspaceHandlers::quotaNotTakenDiesWithHandler()
-{
-    TestOwner owner;
-    qint64 total = 0;
-    auto* handler = new BQueryWorkspaceQuotaHandler(owner.caller(), QStringLiteral("w1"));
-    QVERIFY(answer<BQueryWorkspaceQuotaHandler>(handler, owner, 200, QByteArray(R"({"totalSize":4096})"),
-                                                [&](BQueryWorkspaceQuotaHandler* h) {
-                                                    total = h->takeQuota(false)->getTotalSize();
-                                                }));
-    QCOMPARE(total, qint64(4096));
-}
 
-void TestWorkspaceHandlers::logoKeepsRawBytes()
-{
-    TestOwner owner;
-    const QByteArray bytes = QByteArray::fromHex("ffd8ffe000104a464946");
-    QByteArray logo;
-    QString workspaceId;
-    auto* handler = new BQueryWorkspaceLogoHandler(owner.caller(), QStringLiteral("w9"));
-    QVERIFY(answer<BQueryWorkspaceLogoHandler>(handler, owner, 200, bytes, [&](BQueryWorkspaceLogoHandler* h) {
-        logo = h->logoData();
-        workspaceId = h->workspaceId();
-    }));
-    QCOMPARE(logo, bytes);
-    QCOMPARE(workspaceId, QStringLiteral("w9"));
-}
 
 QTEST_GUILESS_MAIN(TestWorkspaceHandlers)
 #include "tst_workspacehandlers.moc"
