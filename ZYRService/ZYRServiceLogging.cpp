@@ -1,0 +1,9 @@
+// SPDX-License-Identifier: MIT
+// SPDX-FileCopyrightText: 2026 The ZYR developers
+#include "ZYRServiceLogging_p.h"
+
+namespace Trelan::Oku::ZYRService {
+
+Q_LOGGING_CATEGORY(lcService, "zyr.service", QtInfoMsg)
+
+} // namespace Trelan::Oku::ZYRService
