@@ -22,13 +22,20 @@ public:
     static QUrl serverUrl();
 
     /// Milliseconds after which a request without any network activity is
-    /// aborted with QNetworkReply::TimeoutError; 0 (the default) means
-    /// never: the controller's own timers decide when to give up.
+    /// aborted (Qt's transfer timeout): the handler gets slotError and
+    /// slotFinished without a status. Qt 6.4 reports the error as
+    /// QNetworkReply::OperationCanceledError, later Qt versions as
+    /// TimeoutError. 0 (the default) means never: the controller's own
+    /// timers decide when to give up. Applies to requests sent afterwards.
     static void setRequestTimeout(int msecs);
     static int requestTimeout();
 
     /// Aborts every request still in flight, on every thread. Safe to call
-    /// from any thread; each reply is aborted on the thread that owns it.
+    /// from any thread; each request is cancelled on its own thread through
+    /// its handler's slotCancel(), so handlers finish as cancelled and never
+    /// call their owners back (the caller may be an owner's destructor).
+    /// Requests of the calling thread are cancelled before this returns,
+    /// those of other threads on their next event-loop turn.
     static void CancelUnfinishedRequests();
 };
 
