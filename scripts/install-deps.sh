@@ -9,7 +9,7 @@ set -euo pipefail
 packages=(
   build-essential cmake ninja-build pkg-config
   qt6-base-dev qt6-base-dev-tools libqt6sql6-sqlite
-  libcpp-httplib-dev libsqlite3-dev libssl-dev zlib1g-dev
+  libcpp-httplib-dev libsqlite3-dev libssl-dev zlib1g-dev nlohmann-json3-dev
   curl
 )
 

@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: MIT
+// SPDX-FileCopyrightText: 2026 The ZYR developers
+#pragma once
+
+class ApiRequest;
+class Router;
+struct ServerContext;
+
+// Test-only routes (registered with --enable-admin): faults on demand and
+// the install reports received. Loopback callers only.
+class AdminRoutes
+{
+public:
+    explicit AdminRoutes(ServerContext &context);
+    void registerOn(Router &router);
+
+private:
+    static void requireLoopback(ApiRequest &request);
+    void addFault(ApiRequest &request);
+    void clearFaults(ApiRequest &request);
+    void listFaults(ApiRequest &request);
+    void installInfos(ApiRequest &request);
+
+    ServerContext &m_context;
+};

@@ -1,0 +1,549 @@
+// SPDX-License-Identifier: MIT
+// SPDX-FileCopyrightText: 2026 The ZYR developers
+#include "SeedLoader.h"
+
+#include "AccountStore.h"
+#include "AuthService.h"
+#include "BlobStore.h"
+#include "CryptoUtil.h"
+#include "Database.h"
+#include "NodeStore.h"
+#include "Records.h"
+#include "ReleaseStore.h"
+#include "RemotePath.h"
+#include "WorkspaceStore.h"
+
+#include <nlohmann/json.hpp>
+
+#include <cstring>
+#include <fstream>
+#include <map>
+#include <optional>
+#include <set>
+#include <sstream>
+#include <vector>
+
+using nlohmann::json;
+
+namespace {
+constexpr std::int64_t DefaultQuotaBytes = 10737418240LL;
+// Generated content: byte i has the value i mod 251.
+constexpr unsigned GeneratedModulus = 251;
+
+struct Content
+{
+    enum class Kind { Bytes, Generated } kind = Kind::Bytes;
+    std::string bytes;
+    std::int64_t size = 0;
+};
+
+struct SeedNode
+{
+    bool isFolder = false;
+    std::string name;
+    std::string id; // "" = made by the server
+    std::int64_t createTime = 0;
+    std::int64_t updateTime = 0;
+    std::map<std::string, std::string> attributes;
+    std::vector<SeedNode> children;
+    Content content;
+    std::int64_t revision = 1;
+    std::optional<std::string> thumbnail;
+    std::string digest; // filled when the blob is stored
+    std::int64_t storedSize = 0;
+};
+
+struct SeedUser
+{
+    UserRecord record;
+    std::string password;
+    std::string avatar;
+};
+
+struct SeedWorkspace
+{
+    WorkspaceRecord record;
+    std::string logo;
+    std::vector<MemberRecord> members;
+    std::vector<SeedNode> tree;
+};
+
+struct SeedInstaller
+{
+    std::string name;
+    Content content;
+    std::string digest;
+    std::int64_t size = 0;
+};
+
+struct Seed
+{
+    std::vector<SeedUser> users;
+    std::vector<SeedWorkspace> workspaces;
+    std::string versionsJson;
+    std::vector<SeedInstaller> installers;
+    std::set<std::string> nodeIds;
+};
+
+[[noreturn]] void fail(const std::string &where, const std::string &what)
+{
+    throw SeedError(where + ": " + what);
+}
+
+const json *member(const json &object, const std::string &key, const std::string &where, bool required)
+{
+    auto it = object.find(key);
+    if (it == object.end() || it->is_null()) {
+        if (required) {
+            fail(where, "missing member \"" + key + "\"");
+        }
+        return nullptr;
+    }
+    return &*it;
+}
+
+std::optional<std::string> stringAt(const json &object, const std::string &key, const std::string &where,
+                                    bool required)
+{
+    const json *value = member(object, key, where, required);
+    if (!value) {
+        return std::nullopt;
+    }
+    if (!value->is_string()) {
+        fail(where + "." + key, "must be a string");
+    }
+    return value->get<std::string>();
+}
+
+std::optional<std::int64_t> intAt(const json &object, const std::string &key, const std::string &where,
+                                  bool required)
+{
+    const json *value = member(object, key, where, required);
+    if (!value) {
+        return std::nullopt;
+    }
+    if (!value->is_number_integer()) {
+        fail(where + "." + key, "must be an integer");
+    }
+    return value->get<std::int64_t>();
+}
+
+bool boolAt(const json &object, const std::string &key, const std::string &where, bool fallback)
+{
+    const json *value = member(object, key, where, false);
+    if (!value) {
+        return fallback;
+    }
+    if (!value->is_boolean()) {
+        fail(where + "." + key, "must be a boolean");
+    }
+    return value->get<bool>();
+}
+
+const json &arrayAt(const json &object, const std::string &key, const std::string &where, bool required)
+{
+    static const json empty = json::array();
+    const json *value = member(object, key, where, required);
+    if (!value) {
+        return empty;
+    }
+    if (!value->is_array()) {
+        fail(where + "." + key, "must be an array");
+    }
+    return *value;
+}
+
+void requireObject(const json &value, const std::string &where)
+{
+    if (!value.is_object()) {
+        fail(where, "must be an object");
+    }
+}
+
+// Ids travel in URL paths and comma-joined lists.
+void checkId(const std::string &id, const std::string &where)
+{
+    if (id.empty()) {
+        fail(where, "an id must not be empty");
+    }
+    for (const char c : id) {
+        const auto u = static_cast<unsigned char>(c);
+        if (c == '/' || c == '\\' || c == ',' || u < 0x20 || u == 0x7f) {
+            fail(where, "id \"" + id + "\" contains a character ids cannot hold");
+        }
+    }
+}
+
+std::string decodeBase64(const std::string &text, const std::string &where)
+{
+    auto bytes = CryptoUtil::base64Decode(text);
+    if (!bytes) {
+        fail(where, "is not valid base64");
+    }
+    return *bytes;
+}
+
+Content readContent(const json &object, const std::string &where)
+{
+    const json *text = member(object, "content", where, false);
+    const json *base64 = member(object, "contentBase64", where, false);
+    const json *size = member(object, "size", where, false);
+    if ((text ? 1 : 0) + (base64 ? 1 : 0) + (size ? 1 : 0) > 1) {
+        fail(where, "give at most one of content, contentBase64 and size");
+    }
+    Content content;
+    if (text) {
+        content.bytes = *stringAt(object, "content", where, true);
+    } else if (base64) {
+        content.bytes = decodeBase64(*stringAt(object, "contentBase64", where, true), where + ".contentBase64");
+    } else if (size) {
+        content.kind = Content::Kind::Generated;
+        content.size = *intAt(object, "size", where, true);
+        if (content.size < 0) {
+            fail(where + ".size", "must not be negative");
+        }
+    }
+    return content;
+}
+
+SeedNode readNode(const json &value, const std::string &where, std::int64_t now, std::set<std::string> &ids)
+{
+    requireObject(value, where);
+    SeedNode node;
+    const std::string type = *stringAt(value, "type", where, true);
+    if (type != "folder" && type != "file") {
+        fail(where + ".type", "must be \"folder\" or \"file\"");
+    }
+    node.isFolder = type == "folder";
+    node.name = *stringAt(value, "name", where, true);
+    if (!RemotePath::isValidName(node.name)) {
+        fail(where + ".name", "\"" + node.name + "\" is not a valid name");
+    }
+    if (auto id = stringAt(value, "id", where, false)) {
+        checkId(*id, where + ".id");
+        if (!ids.insert(*id).second) {
+            fail(where + ".id", "duplicate id \"" + *id + "\"");
+        }
+        node.id = *id;
+    }
+    node.createTime = intAt(value, "createTime", where, false).value_or(now);
+    node.updateTime = intAt(value, "updateTime", where, false).value_or(node.createTime);
+
+    if (const json *attributes = member(value, "attributes", where, false)) {
+        if (!attributes->is_object()) {
+            fail(where + ".attributes", "must be an object");
+        }
+        for (auto it = attributes->begin(); it != attributes->end(); ++it) {
+            if (!it.value().is_string()) {
+                fail(where + ".attributes." + it.key(), "must be a string");
+            }
+            if (it.key().empty()) {
+                fail(where + ".attributes", "keys must not be empty");
+            }
+            node.attributes[it.key()] = it.value().get<std::string>();
+        }
+    }
+
+    if (node.isFolder) {
+        for (const char *fileOnly : {"content", "contentBase64", "size", "revision", "thumbnail"}) {
+            if (member(value, fileOnly, where, false)) {
+                fail(where, std::string("a folder cannot have \"") + fileOnly + "\"");
+            }
+        }
+        std::set<std::string> names;
+        const json &children = arrayAt(value, "children", where, false);
+        for (std::size_t i = 0; i < children.size(); ++i) {
+            const std::string childWhere = where + ".children[" + std::to_string(i) + "]";
+            node.children.push_back(readNode(children[i], childWhere, now, ids));
+            if (!names.insert(node.children.back().name).second) {
+                fail(childWhere + ".name", "duplicate name \"" + node.children.back().name + "\"");
+            }
+        }
+    } else {
+        if (member(value, "children", where, false)) {
+            fail(where, "a file cannot have \"children\"");
+        }
+        node.content = readContent(value, where);
+        node.revision = intAt(value, "revision", where, false).value_or(1);
+        if (node.revision < 1) {
+            fail(where + ".revision", "must be at least 1");
+        }
+        if (auto thumbnail = stringAt(value, "thumbnail", where, false)) {
+            node.thumbnail = decodeBase64(*thumbnail, where + ".thumbnail");
+        }
+    }
+    return node;
+}
+
+Seed parseSeed(const std::string &path)
+{
+    std::ifstream in(path, std::ios::binary);
+    if (!in) {
+        throw SeedError("cannot read seed file " + path + ": " + std::strerror(errno));
+    }
+    std::stringstream text;
+    text << in.rdbuf();
+    const json root = json::parse(text.str(), nullptr, false);
+    if (root.is_discarded()) {
+        throw SeedError("seed file " + path + " is not valid JSON");
+    }
+    requireObject(root, "seed");
+    const std::int64_t now = nowMs();
+    Seed seed;
+
+    std::set<std::string> userIds;
+    std::set<std::string> accounts;
+    const json &users = arrayAt(root, "users", "seed", true);
+    for (std::size_t i = 0; i < users.size(); ++i) {
+        const std::string where = "users[" + std::to_string(i) + "]";
+        requireObject(users[i], where);
+        SeedUser user;
+        user.record.id = *stringAt(users[i], "id", where, true);
+        checkId(user.record.id, where + ".id");
+        user.record.account = *stringAt(users[i], "account", where, true);
+        user.password = *stringAt(users[i], "password", where, true);
+        if (!userIds.insert(user.record.id).second) {
+            fail(where + ".id", "duplicate user id \"" + user.record.id + "\"");
+        }
+        if (!accounts.insert(user.record.account).second) {
+            fail(where + ".account", "duplicate account \"" + user.record.account + "\"");
+        }
+        user.record.displayName = stringAt(users[i], "displayName", where, false).value_or(user.record.account);
+        user.record.fullName = stringAt(users[i], "fullName", where, false).value_or("");
+        user.record.email = stringAt(users[i], "email", where, false).value_or("");
+        if (auto avatar = stringAt(users[i], "avatar", where, false)) {
+            user.avatar = decodeBase64(*avatar, where + ".avatar");
+            user.record.hasAvatar = true;
+        }
+        user.record.avatarType = stringAt(users[i], "avatarContentType", where, false).value_or("image/png");
+        seed.users.push_back(std::move(user));
+    }
+
+    std::set<std::string> workspaceIds;
+    const json &workspaces = arrayAt(root, "workspaces", "seed", true);
+    for (std::size_t i = 0; i < workspaces.size(); ++i) {
+        const std::string where = "workspaces[" + std::to_string(i) + "]";
+        const json &value = workspaces[i];
+        requireObject(value, where);
+        SeedWorkspace ws;
+        ws.record.id = *stringAt(value, "id", where, true);
+        checkId(ws.record.id, where + ".id");
+        if (!workspaceIds.insert(ws.record.id).second) {
+            fail(where + ".id", "duplicate workspace id \"" + ws.record.id + "\"");
+        }
+        ws.record.name = *stringAt(value, "name", where, true);
+        ws.record.isDefault = boolAt(value, "isDefault", where, false);
+        ws.record.rootId = stringAt(value, "rootId", where, false).value_or(ws.record.id + "-root");
+        checkId(ws.record.rootId, where + ".rootId");
+        if (!seed.nodeIds.insert(ws.record.rootId).second) {
+            fail(where + ".rootId", "duplicate id \"" + ws.record.rootId + "\"");
+        }
+        ws.record.createTime = intAt(value, "createTime", where, false).value_or(now);
+        ws.record.quotaBytes = intAt(value, "quotaBytes", where, false).value_or(DefaultQuotaBytes);
+        if (ws.record.quotaBytes < 0) {
+            fail(where + ".quotaBytes", "must not be negative");
+        }
+        if (auto logo = stringAt(value, "logo", where, false)) {
+            ws.logo = decodeBase64(*logo, where + ".logo");
+            ws.record.hasLogo = true;
+        }
+        ws.record.logoType = stringAt(value, "logoContentType", where, false).value_or("image/png");
+
+        std::set<std::string> memberIds;
+        int creators = 0;
+        const json &members = arrayAt(value, "members", where, true);
+        for (std::size_t m = 0; m < members.size(); ++m) {
+            const std::string memberWhere = where + ".members[" + std::to_string(m) + "]";
+            requireObject(members[m], memberWhere);
+            MemberRecord record;
+            record.workspaceId = ws.record.id;
+            record.userId = *stringAt(members[m], "userId", memberWhere, true);
+            if (!userIds.count(record.userId)) {
+                fail(memberWhere + ".userId", "unknown user \"" + record.userId + "\"");
+            }
+            if (!memberIds.insert(record.userId).second) {
+                fail(memberWhere + ".userId", "user \"" + record.userId + "\" is listed twice");
+            }
+            record.role = *stringAt(members[m], "role", memberWhere, true);
+            if (record.role != "CREATOR" && record.role != "ADMIN" && record.role != "MEMBER") {
+                fail(memberWhere + ".role", "must be CREATOR, ADMIN or MEMBER");
+            }
+            creators += record.role == "CREATOR" ? 1 : 0;
+            auto value = intAt(members[m], "maxPrivilegeValue", memberWhere, record.role == "MEMBER");
+            record.maxPrivilege = value.value_or(0);
+            if (record.maxPrivilege < 0) {
+                fail(memberWhere + ".maxPrivilegeValue", "must not be negative");
+            }
+            ws.members.push_back(record);
+        }
+        if (creators != 1) {
+            fail(where + ".members", "needs exactly one CREATOR");
+        }
+
+        std::set<std::string> names;
+        const json &tree = arrayAt(value, "tree", where, false);
+        for (std::size_t n = 0; n < tree.size(); ++n) {
+            const std::string nodeWhere = where + ".tree[" + std::to_string(n) + "]";
+            ws.tree.push_back(readNode(tree[n], nodeWhere, now, seed.nodeIds));
+            if (!names.insert(ws.tree.back().name).second) {
+                fail(nodeWhere + ".name", "duplicate name \"" + ws.tree.back().name + "\"");
+            }
+        }
+        seed.workspaces.push_back(std::move(ws));
+    }
+
+    std::set<std::string> installerNames;
+    const json &installers = arrayAt(root, "installers", "seed", false);
+    for (std::size_t i = 0; i < installers.size(); ++i) {
+        const std::string where = "installers[" + std::to_string(i) + "]";
+        requireObject(installers[i], where);
+        SeedInstaller installer;
+        installer.name = *stringAt(installers[i], "name", where, true);
+        if (!RemotePath::isValidName(installer.name)) {
+            fail(where + ".name", "\"" + installer.name + "\" is not a valid name");
+        }
+        if (!installerNames.insert(installer.name).second) {
+            fail(where + ".name", "duplicate installer \"" + installer.name + "\"");
+        }
+        installer.content = readContent(installers[i], where);
+        seed.installers.push_back(std::move(installer));
+    }
+
+    if (const json *versions = member(root, "versions", "seed", false)) {
+        requireObject(*versions, "versions");
+        const json *latest = member(*versions, "latest", "versions", true);
+        requireObject(*latest, "versions.latest");
+        json normal;
+        normal["latest"] = {
+            {"version", *stringAt(*latest, "version", "versions.latest", true)},
+            {"installer", *stringAt(*latest, "installer", "versions.latest", true)},
+            {"forceUpdate", boolAt(*latest, "forceUpdate", "versions.latest", false)},
+        };
+        if (!installerNames.count(normal["latest"]["installer"].get<std::string>())) {
+            fail("versions.latest.installer", "names no entry of \"installers\"");
+        }
+        normal["histories"] = json::array();
+        const json &histories = arrayAt(*versions, "histories", "versions", false);
+        for (std::size_t i = 0; i < histories.size(); ++i) {
+            const std::string where = "versions.histories[" + std::to_string(i) + "]";
+            requireObject(histories[i], where);
+            normal["histories"].push_back({
+                {"version", *stringAt(histories[i], "version", where, true)},
+                {"forceUpdate", boolAt(histories[i], "forceUpdate", where, false)},
+            });
+        }
+        seed.versionsJson = normal.dump();
+    }
+    return seed;
+}
+
+void storeContent(BlobStore &blobs, const Content &content, std::string &digest, std::int64_t &size)
+{
+    if (content.kind == Content::Kind::Bytes) {
+        digest = blobs.storeBytes(content.bytes);
+        size = static_cast<std::int64_t>(content.bytes.size());
+        return;
+    }
+    std::int64_t produced = 0;
+    const std::int64_t total = content.size;
+    digest = blobs.storeGenerated(
+        [&](char *buffer, std::size_t capacity) {
+            const auto n = static_cast<std::size_t>(std::min<std::int64_t>(capacity, total - produced));
+            for (std::size_t i = 0; i < n; ++i) {
+                buffer[i] = static_cast<char>(static_cast<unsigned>((produced + static_cast<std::int64_t>(i)) % GeneratedModulus));
+            }
+            produced += static_cast<std::int64_t>(n);
+            return n;
+        },
+        size);
+}
+
+void storeTreeContent(BlobStore &blobs, std::vector<SeedNode> &nodes)
+{
+    for (auto &node : nodes) {
+        if (node.isFolder) {
+            storeTreeContent(blobs, node.children);
+        } else {
+            storeContent(blobs, node.content, node.digest, node.storedSize);
+        }
+    }
+}
+
+void insertTree(NodeStore &store, const std::set<std::string> &seedIds, const std::string &workspaceId,
+                const std::string &parentId, const std::vector<SeedNode> &nodes)
+{
+    for (const auto &seedNode : nodes) {
+        NodeRecord record;
+        record.id = seedNode.id;
+        while (record.id.empty() || (seedNode.id.empty() && seedIds.count(record.id))) {
+            record.id = store.newNodeId();
+        }
+        record.workspaceId = workspaceId;
+        record.parentId = parentId;
+        record.name = seedNode.name;
+        record.isFolder = seedNode.isFolder;
+        record.size = seedNode.isFolder ? 0 : seedNode.storedSize;
+        record.digest = seedNode.isFolder ? std::string() : seedNode.digest;
+        record.revision = seedNode.isFolder ? 0 : seedNode.revision;
+        record.createTime = seedNode.createTime;
+        record.updateTime = seedNode.updateTime;
+        store.insert(record, seedNode.thumbnail);
+        for (const auto &attribute : seedNode.attributes) {
+            store.setAttribute(record.id, attribute.first, attribute.second);
+        }
+        if (seedNode.isFolder) {
+            insertTree(store, seedIds, workspaceId, record.id, seedNode.children);
+        }
+    }
+}
+} // namespace
+
+void SeedLoader::load(const std::string &seedPath, Database &db, BlobStore &blobs)
+{
+    Seed seed = parseSeed(seedPath);
+
+    // Slow work first, outside the transaction.
+    for (auto &ws : seed.workspaces) {
+        storeTreeContent(blobs, ws.tree);
+    }
+    for (auto &installer : seed.installers) {
+        storeContent(blobs, installer.content, installer.digest, installer.size);
+    }
+    for (auto &user : seed.users) {
+        const auto hash = AuthService::hashPassword(user.password);
+        user.record.passwordSalt = hash.salt;
+        user.record.passwordHash = hash.hash;
+        user.record.passwordIterations = hash.iterations;
+    }
+
+    AccountStore accounts(db);
+    WorkspaceStore workspaces(db);
+    NodeStore nodes(db);
+    ReleaseStore releases(db);
+    Database::Transaction txn(db, true);
+    for (const auto &user : seed.users) {
+        accounts.insertUser(user.record, user.avatar);
+    }
+    for (const auto &ws : seed.workspaces) {
+        workspaces.insertWorkspace(ws.record, ws.logo);
+        for (const auto &member : ws.members) {
+            workspaces.insertMember(member);
+        }
+        NodeRecord root;
+        root.id = ws.record.rootId;
+        root.workspaceId = ws.record.id;
+        root.name = "/";
+        root.isFolder = true;
+        root.createTime = ws.record.createTime;
+        root.updateTime = ws.record.createTime;
+        nodes.insert(root);
+        insertTree(nodes, seed.nodeIds, ws.record.id, root.id, ws.tree);
+    }
+    for (const auto &installer : seed.installers) {
+        releases.insertInstaller({installer.name, installer.digest, installer.size});
+    }
+    if (!seed.versionsJson.empty()) {
+        releases.setVersionsJson(seed.versionsJson);
+    }
+    txn.commit();
+}
