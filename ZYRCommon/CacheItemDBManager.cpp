@@ -115,16 +115,8 @@ bool CacheItemDBManager::insertItems(const QList<MFileCacheItem>& items)
     const QSqlDatabase db = StoreConnection::database(m_connectionPrefix, m_databasePath, schema());
     if (!db.isOpen())
         return false;
-    return StoreConnection::transaction(db, "cache insert", [&db, &items] {
-        QSqlQuery query(db);
-        if (!StoreConnection::prepare(query, InsertSql, "cache insert"))
-            return false;
-        for (const MFileCacheItem& item : items) {
-            if (!insertPrepared(query, item))
-                return false;
-        }
-        return true;
-    });
+    return StoreConnection::forEachInTransaction(db, InsertSql, "cache insert", items,
+                                                   [](QSqlQuery& query, const MFileCacheItem& item) { return insertPrepared(query, item); });
 }
 
 bool CacheItemDBManager::getCacheItems(const QString& fileId, QList<MFileCacheItem>& items)

@@ -6,10 +6,10 @@
 
 #include <QLoggingCategory>
 #include <QSqlDatabase>
+#include <QSqlQuery>
 #include <QString>
 #include <QStringList>
 
-class QSqlQuery;
 
 namespace Trelan::Oku::ZYRCommon {
 
@@ -65,6 +65,24 @@ public:
             return true;
         rollback(db);
         return false;
+    }
+
+    /// Prepares \a sql once and runs \a step(query, item) for every element
+    /// of \a items, all inside one transaction; stops at the first failure.
+    template <typename List, typename Step>
+    static bool forEachInTransaction(const QSqlDatabase& db, const QString& sql, const char* what,
+                                     const List& items, Step&& step)
+    {
+        return transaction(db, what, [&] {
+            QSqlQuery query(db);
+            if (!prepare(query, sql, what))
+                return false;
+            for (const auto& item : items) {
+                if (!step(query, item))
+                    return false;
+            }
+            return true;
+        });
     }
 
 private:

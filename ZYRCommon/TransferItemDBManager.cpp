@@ -185,16 +185,8 @@ bool TransferItemDBManager::insertItems(const QList<MFileTransferItem*>& items)
     const QSqlDatabase db = StoreConnection::database(m_connectionPrefix, m_databasePath, schema());
     if (!db.isOpen())
         return false;
-    return StoreConnection::transaction(db, "transfer insert", [&db, &items] {
-        QSqlQuery query(db);
-        if (!StoreConnection::prepare(query, InsertSql, "transfer insert"))
-            return false;
-        for (const MFileTransferItem* item : items) {
-            if (!insertPrepared(query, *item))
-                return false;
-        }
-        return true;
-    });
+    return StoreConnection::forEachInTransaction(db, InsertSql, "transfer insert", items,
+                                                   [](QSqlQuery& query, const MFileTransferItem* item) { return insertPrepared(query, *item); });
 }
 
 bool TransferItemDBManager::updateItem(const MFileTransferItem* item)
@@ -219,16 +211,8 @@ bool TransferItemDBManager::updateItems(const QList<MFileTransferItem>& items)
     const QSqlDatabase db = StoreConnection::database(m_connectionPrefix, m_databasePath, schema());
     if (!db.isOpen())
         return false;
-    return StoreConnection::transaction(db, "transfer update", [&db, &items] {
-        QSqlQuery query(db);
-        if (!StoreConnection::prepare(query, UpdateSql, "transfer update"))
-            return false;
-        for (const MFileTransferItem& item : items) {
-            if (!updatePrepared(query, item))
-                return false;
-        }
-        return true;
-    });
+    return StoreConnection::forEachInTransaction(db, UpdateSql, "transfer update", items,
+                                                   [](QSqlQuery& query, const MFileTransferItem& item) { return updatePrepared(query, item); });
 }
 
 bool TransferItemDBManager::deleteItem(const MFileTransferItem* item)
@@ -253,16 +237,9 @@ bool TransferItemDBManager::deleteItems(const QList<MFileTransferItem*>& items)
     const QSqlDatabase db = StoreConnection::database(m_connectionPrefix, m_databasePath, schema());
     if (!db.isOpen())
         return false;
-    return StoreConnection::transaction(db, "transfer delete", [&db, &items] {
-        QSqlQuery query(db);
-        if (!StoreConnection::prepare(query, DeleteSql, "transfer delete"))
-            return false;
-        for (const MFileTransferItem* item : items) {
-            if (!deletePrepared(query, item->getId()))
-                return false;
-        }
-        return true;
-    });
+    return StoreConnection::forEachInTransaction(
+        db, DeleteSql, "transfer delete", items,
+        [](QSqlQuery& query, const MFileTransferItem* item) { return deletePrepared(query, item->getId()); });
 }
 
 bool TransferItemDBManager::getUnfinishedItems(const QString& userId, QList<MFileTransferItem>& items)
