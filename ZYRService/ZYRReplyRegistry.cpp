@@ -7,7 +7,6 @@
 #include <ZYRInterface/INetworkReplyHandler.h>
 
 #include <QList>
-#include <QMutexLocker>
 #include <QNetworkReply>
 #include <QPair>
 #include <QPointer>
@@ -44,7 +43,7 @@ ZYRReplyRegistry& ZYRReplyRegistry::instance()
 void ZYRReplyRegistry::add(QNetworkReply* reply, INetworkReplyHandler* handler)
 {
     {
-        QMutexLocker locker(&m_mutex);
+        const std::lock_guard<std::mutex> locker(m_mutex);
         m_entries.insert(reply, Entry{handler, QThread::currentThread()});
     }
     // Both without a context object, so both run directly on the reply's
@@ -56,7 +55,7 @@ void ZYRReplyRegistry::add(QNetworkReply* reply, INetworkReplyHandler* handler)
 
 void ZYRReplyRegistry::forgetHandler(QNetworkReply* reply)
 {
-    QMutexLocker locker(&m_mutex);
+    const std::lock_guard<std::mutex> locker(m_mutex);
     const auto it = m_entries.find(reply);
     if (it != m_entries.end())
         it->handler = nullptr;
@@ -64,7 +63,7 @@ void ZYRReplyRegistry::forgetHandler(QNetworkReply* reply)
 
 void ZYRReplyRegistry::remove(QNetworkReply* reply)
 {
-    QMutexLocker locker(&m_mutex);
+    const std::lock_guard<std::mutex> locker(m_mutex);
     m_entries.remove(reply);
 }
 
@@ -73,7 +72,7 @@ void ZYRReplyRegistry::cancelAll()
     QThread* const current = QThread::currentThread();
     int elsewhere = 0;
     {
-        QMutexLocker locker(&m_mutex);
+        const std::lock_guard<std::mutex> locker(m_mutex);
         for (auto it = m_entries.cbegin(); it != m_entries.cend(); ++it) {
             if (it->thread == current)
                 continue;
@@ -95,7 +94,7 @@ int ZYRReplyRegistry::cancelCurrentThread()
     QList<QPair<QPointer<QNetworkReply>, QPointer<INetworkReplyHandler>>> mine;
     {
         QThread* const current = QThread::currentThread();
-        QMutexLocker locker(&m_mutex);
+        const std::lock_guard<std::mutex> locker(m_mutex);
         for (auto it = m_entries.cbegin(); it != m_entries.cend(); ++it) {
             if (it->thread == current)
                 mine.append({QPointer<QNetworkReply>(it.key()), QPointer<INetworkReplyHandler>(it->handler)});
@@ -111,7 +110,7 @@ void ZYRReplyRegistry::cancelOne(QNetworkReply* reply)
 {
     INetworkReplyHandler* handler = nullptr;
     {
-        QMutexLocker locker(&m_mutex);
+        const std::lock_guard<std::mutex> locker(m_mutex);
         const auto it = m_entries.constFind(reply);
         if (it == m_entries.cend())
             return; // finished meanwhile
@@ -122,7 +121,7 @@ void ZYRReplyRegistry::cancelOne(QNetworkReply* reply)
 
 int ZYRReplyRegistry::size() const
 {
-    QMutexLocker locker(&m_mutex);
+    const std::lock_guard<std::mutex> locker(m_mutex);
     return int(m_entries.size());
 }
 

@@ -3,7 +3,8 @@
 #pragma once
 
 #include <QHash>
-#include <QMutex>
+
+#include <mutex>
 
 class QNetworkReply;
 class QThread;
@@ -15,7 +16,9 @@ namespace Trelan::Oku::ZYRService {
 /// the thread it runs on, so that they can be cancelled from any thread.
 /// A reply enters when it is sent and leaves when it finishes or is
 /// destroyed. The registry owns nothing; a mutex guards the list, and a
-/// reply or handler is only ever touched on its own thread.
+/// reply or handler is only ever touched on its own thread. (A std::mutex,
+/// not a QMutex: ThreadSanitizer sees through pthread mutexes only, and this
+/// is the lock that makes the cross-thread cancel safe.)
 class ZYRReplyRegistry
 {
 public:
@@ -47,7 +50,7 @@ private:
     // Runs on the reply's own thread.
     void cancelOne(QNetworkReply* reply);
 
-    mutable QMutex m_mutex;
+    mutable std::mutex m_mutex;
     QHash<QNetworkReply*, Entry> m_entries;
 };
 

@@ -5,17 +5,15 @@
 #include "ZYRReplyRegistry_p.h"
 #include "ZYRServiceDefaults_p.h"
 
-#include <QMutex>
-#include <QMutexLocker>
-
 #include <atomic>
+#include <mutex>
 
 namespace Trelan::Oku::ZYRService {
 
 namespace {
 
 // Read on every request from every requesting thread.
-QMutex s_configMutex;
+std::mutex s_configMutex;
 QUrl s_serverUrl;
 std::atomic<int> s_requestTimeout{Defaults::RequestTimeoutMs};
 
@@ -23,14 +21,14 @@ std::atomic<int> s_requestTimeout{Defaults::RequestTimeoutMs};
 
 void ZYRServiceUtil::setServerUrl(const QUrl& url)
 {
-    QMutexLocker locker(&s_configMutex);
+    const std::lock_guard<std::mutex> locker(s_configMutex);
     s_serverUrl = url;
 }
 
 QUrl ZYRServiceUtil::serverUrl()
 {
     {
-        QMutexLocker locker(&s_configMutex);
+        const std::lock_guard<std::mutex> locker(s_configMutex);
         if (!s_serverUrl.isEmpty())
             return s_serverUrl;
     }

@@ -2,71 +2,69 @@
 // SPDX-FileCopyrightText: 2026 The ZYR developers
 #include "RecordingHandler.h"
 
-#include <QMutexLocker>
-
 QStringList HandlerRecord::events() const
 {
-    QMutexLocker locker(&m_mutex);
+    const std::lock_guard<std::mutex> locker(m_mutex);
     return m_events;
 }
 
 int HandlerRecord::finishedCount() const
 {
-    QMutexLocker locker(&m_mutex);
+    const std::lock_guard<std::mutex> locker(m_mutex);
     return m_finished;
 }
 
 QNetworkReply::NetworkError HandlerRecord::lastError() const
 {
-    QMutexLocker locker(&m_mutex);
+    const std::lock_guard<std::mutex> locker(m_mutex);
     return m_error;
 }
 
 int HandlerRecord::statusCode() const
 {
-    QMutexLocker locker(&m_mutex);
+    const std::lock_guard<std::mutex> locker(m_mutex);
     return m_status;
 }
 
 QByteArray HandlerRecord::body() const
 {
-    QMutexLocker locker(&m_mutex);
+    const std::lock_guard<std::mutex> locker(m_mutex);
     return m_body;
 }
 
 QByteArray HandlerRecord::rawHeader(const QByteArray& name) const
 {
-    QMutexLocker locker(&m_mutex);
+    const std::lock_guard<std::mutex> locker(m_mutex);
     return m_headers.value(name.toLower());
 }
 
 QList<QPair<qint64, qint64>> HandlerRecord::downloadProgress() const
 {
-    QMutexLocker locker(&m_mutex);
+    const std::lock_guard<std::mutex> locker(m_mutex);
     return m_download;
 }
 
 QList<QPair<qint64, qint64>> HandlerRecord::uploadProgress() const
 {
-    QMutexLocker locker(&m_mutex);
+    const std::lock_guard<std::mutex> locker(m_mutex);
     return m_upload;
 }
 
 bool HandlerRecord::destroyed() const
 {
-    QMutexLocker locker(&m_mutex);
+    const std::lock_guard<std::mutex> locker(m_mutex);
     return m_destroyed;
 }
 
 bool HandlerRecord::cancelled() const
 {
-    QMutexLocker locker(&m_mutex);
+    const std::lock_guard<std::mutex> locker(m_mutex);
     return m_cancelled;
 }
 
 QThread* HandlerRecord::slotThread() const
 {
-    QMutexLocker locker(&m_mutex);
+    const std::lock_guard<std::mutex> locker(m_mutex);
     return m_thread;
 }
 
@@ -74,14 +72,14 @@ RecordingHandler::RecordingHandler(QSharedPointer<HandlerRecord> record) : m_rec
 
 RecordingHandler::~RecordingHandler()
 {
-    QMutexLocker locker(&m_record->m_mutex);
+    const std::lock_guard<std::mutex> locker(m_record->m_mutex);
     m_record->m_destroyed = true;
     m_record->m_events.append(QStringLiteral("destroyed"));
 }
 
 void RecordingHandler::note(const QString& event)
 {
-    QMutexLocker locker(&m_record->m_mutex);
+    const std::lock_guard<std::mutex> locker(m_record->m_mutex);
     m_record->m_events.append(event);
     m_record->m_thread = QThread::currentThread();
 }
@@ -89,7 +87,7 @@ void RecordingHandler::note(const QString& event)
 void RecordingHandler::slotError(QNetworkReply::NetworkError error)
 {
     note(QStringLiteral("error"));
-    QMutexLocker locker(&m_record->m_mutex);
+    const std::lock_guard<std::mutex> locker(m_record->m_mutex);
     m_record->m_error = error;
 }
 
@@ -102,7 +100,7 @@ void RecordingHandler::slotReadyRead()
 {
     // Drained on every call, as a download handler must.
     const QByteArray data = m_reply->readAll();
-    QMutexLocker locker(&m_record->m_mutex);
+    const std::lock_guard<std::mutex> locker(m_record->m_mutex);
     m_record->m_body += data;
     if (m_record->m_events.isEmpty() || m_record->m_events.constLast() != QLatin1String("readyRead"))
         m_record->m_events.append(QStringLiteral("readyRead"));
@@ -113,7 +111,7 @@ void RecordingHandler::slotFinished()
     note(QStringLiteral("finished"));
     QNetworkReply* reply = getReply();
     {
-        QMutexLocker locker(&m_record->m_mutex);
+        const std::lock_guard<std::mutex> locker(m_record->m_mutex);
         ++m_record->m_finished;
         m_record->m_status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
         if (reply->isOpen()) // an aborted reply is closed
@@ -127,13 +125,13 @@ void RecordingHandler::slotFinished()
 
 void RecordingHandler::slotDownloadProgress(qint64 bytesReceived, qint64 bytesTotal)
 {
-    QMutexLocker locker(&m_record->m_mutex);
+    const std::lock_guard<std::mutex> locker(m_record->m_mutex);
     m_record->m_download.append({bytesReceived, bytesTotal});
 }
 
 void RecordingHandler::slotUploadProgress(qint64 bytesSent, qint64 bytesTotal)
 {
-    QMutexLocker locker(&m_record->m_mutex);
+    const std::lock_guard<std::mutex> locker(m_record->m_mutex);
     m_record->m_upload.append({bytesSent, bytesTotal});
 }
 
@@ -142,7 +140,7 @@ void RecordingHandler::slotCancel()
     if (!m_reply)
         return;
     {
-        QMutexLocker locker(&m_record->m_mutex);
+        const std::lock_guard<std::mutex> locker(m_record->m_mutex);
         m_record->m_cancelled = true;
         m_record->m_events.append(QStringLiteral("cancel"));
     }

@@ -4,10 +4,11 @@
 
 #include <ZYRInterface/INetworkReplyHandler.h>
 
-#include <QMutex>
 #include <QSharedPointer>
 #include <QStringList>
 #include <QThread>
+
+#include <mutex>
 
 /// What one RecordingHandler saw, kept past the handler's own deletion and
 /// readable from another thread than the handler's.
@@ -29,7 +30,7 @@ public:
 
 private:
     friend class RecordingHandler;
-    mutable QMutex m_mutex;
+    mutable std::mutex m_mutex;
     QStringList m_events;
     int m_finished = 0;
     QNetworkReply::NetworkError m_error = QNetworkReply::NoError;

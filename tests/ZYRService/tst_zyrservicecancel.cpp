@@ -18,6 +18,8 @@
 
 #include <functional>
 #include <memory>
+#include <mutex>
+#include <vector>
 
 using namespace Trelan::Oku::ZYRService;
 using Trelan::Oku::ZYRInterface::INetworkReplyHandler;
@@ -28,14 +30,47 @@ const QString kToken = QStringLiteral("tok-1");
 
 using Records = QList<QSharedPointer<HandlerRecord>>;
 
+// Runs posted work on the thread it lives in. The work is handed over under
+// a std::mutex rather than inside Qt's event (whose lock ThreadSanitizer
+// cannot see); the event only says "there is work".
+class WorkQueue : public QObject
+{
+    Q_OBJECT
+public:
+    void post(std::function<void()> work)
+    {
+        {
+            const std::lock_guard<std::mutex> locker(m_mutex);
+            m_work.push_back(std::move(work));
+        }
+        QMetaObject::invokeMethod(this, "drain", Qt::QueuedConnection);
+    }
+
+private Q_SLOTS:
+    void drain()
+    {
+        std::vector<std::function<void()>> work;
+        {
+            const std::lock_guard<std::mutex> locker(m_mutex);
+            work.swap(m_work);
+        }
+        for (const auto& item : work)
+            item();
+    }
+
+private:
+    std::mutex m_mutex;
+    std::vector<std::function<void()>> m_work;
+};
+
 // A worker thread like the transfer and backup workers: run() is nothing
-// but its own event loop; work is handed to it through a context object.
+// but its own event loop.
 class LoopThread : public QThread
 {
 public:
     LoopThread()
     {
-        m_context.moveToThread(this);
+        m_queue.moveToThread(this);
     }
     ~LoopThread() override
     {
@@ -45,18 +80,18 @@ public:
     // Runs \a work on this thread's event loop.
     void post(std::function<void()> work)
     {
-        QMetaObject::invokeMethod(&m_context, std::move(work), Qt::QueuedConnection);
+        m_queue.post(std::move(work));
     }
 
 protected:
     void run() override
     {
         exec();
-        m_context.moveToThread(nullptr); // it outlives the thread
+        m_queue.moveToThread(nullptr); // it outlives the thread
     }
 
 private:
-    QObject m_context;
+    WorkQueue m_queue;
 };
 
 // Three kinds of request in flight: a query, a download and an upload.
