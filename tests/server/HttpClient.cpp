@@ -94,7 +94,9 @@ HttpReply HttpClient::collect(QNetworkReply *reply, int timeoutMs)
     }
     result.status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
     result.error = reply->error();
-    result.body = reply->readAll();
+    if (reply->isOpen()) {
+        result.body = reply->readAll();
+    }
     for (const auto &pair : reply->rawHeaderPairs()) {
         result.headers.insert(pair.first.toLower(), pair.second);
     }
