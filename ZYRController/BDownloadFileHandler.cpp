@@ -49,8 +49,14 @@ void BDownloadFileHandler::slotFinished()
 void BDownloadFileHandler::drainReply()
 {
     QNetworkReply* reply = getReply();
-    if (!reply)
+    // An aborted reply is closed and has nothing left to give.
+    if (!reply || !reply->isOpen())
         return;
+    // Only file content goes into the file. The body of an error answer
+    // (404, 416, 500, ...) is a message; written into a partial file it
+    // would become the first bytes of the next resumed download.
+    const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    const bool content = status == 200 || status == 206;
     // Drain everything buffered: the reply's buffer is unbounded, so leaving
     // bytes behind would make memory grow with the file size.
     char buffer[CopyBufferSize];
@@ -58,7 +64,7 @@ void BDownloadFileHandler::drainReply()
         const qint64 read = reply->read(buffer, CopyBufferSize);
         if (read <= 0)
             break;
-        if (!m_writeOk || !m_target)
+        if (!content || !m_writeOk || !m_target)
             continue;
         if (m_target->write(buffer, read) != read) {
             m_writeOk = false;
