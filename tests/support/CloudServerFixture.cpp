@@ -1,0 +1,185 @@
+// SPDX-License-Identifier: MIT
+// SPDX-FileCopyrightText: 2026 The ZYR developers
+#include "CloudServerFixture.h"
+
+#include <QDeadlineTimer>
+#include <QEventLoop>
+#include <QJsonDocument>
+#include <QNetworkProxy>
+#include <QNetworkRequest>
+#include <QRegularExpression>
+
+QJsonObject CloudServerFixture::Reply::json() const
+{
+    return QJsonDocument::fromJson(body).object();
+}
+
+QByteArray CloudServerFixture::Reply::header(const QByteArray& name) const
+{
+    for (const auto& pair : headers) {
+        if (pair.first.compare(name, Qt::CaseInsensitive) == 0)
+            return pair.second;
+    }
+    return QByteArray();
+}
+
+CloudServerFixture::Options CloudServerFixture::defaultOptions()
+{
+    Options options;
+#if defined(ZYR_CLOUD_BINARY) && defined(ZYR_CLOUD_SAMPLE_SEED)
+    options.serverBinary = QStringLiteral(ZYR_CLOUD_BINARY);
+    options.seedFile = QStringLiteral(ZYR_CLOUD_SAMPLE_SEED);
+#endif
+    return options;
+}
+
+CloudServerFixture::CloudServerFixture(Options options) : m_options(std::move(options))
+{
+    // Server logs go to the test's own stderr: shown by ctest on failure,
+    // and a pipe nobody reads can never fill up and stall the server.
+    m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+}
+
+CloudServerFixture::~CloudServerFixture()
+{
+    stop();
+}
+
+bool CloudServerFixture::start()
+{
+    if (m_options.serverBinary.isEmpty()) {
+        m_error = QStringLiteral("This build has no zyr-cloud binary");
+        return false;
+    }
+    if (!m_dataDir.isValid()) {
+        m_error = QStringLiteral("No temporary data directory: ") + m_dataDir.errorString();
+        return false;
+    }
+    QStringList arguments = {QStringLiteral("--port"), QStringLiteral("0"), QStringLiteral("--data"),
+                             m_dataDir.filePath(QStringLiteral("data")), QStringLiteral("--enable-admin")};
+    if (!m_options.seedFile.isEmpty())
+        arguments << QStringLiteral("--seed") << m_options.seedFile;
+    arguments << m_options.extraArguments;
+
+    m_process.start(m_options.serverBinary, arguments, QIODevice::ReadOnly);
+    if (!m_process.waitForStarted(StartTimeoutMs)) {
+        m_error = QStringLiteral("zyr-cloud did not start: ") + m_process.errorString();
+        return false;
+    }
+
+    static const QRegularExpression listening(QStringLiteral("^listening on (\\S+):(\\d+)$"));
+    const QDeadlineTimer deadline(StartTimeoutMs);
+    QByteArray output;
+    while (!deadline.hasExpired()) {
+        while (m_process.canReadLine()) {
+            const QString line = QString::fromUtf8(m_process.readLine()).trimmed();
+            const QRegularExpressionMatch match = listening.match(line);
+            if (match.hasMatch()) {
+                m_baseUrl.setScheme(QStringLiteral("http"));
+                m_baseUrl.setHost(match.captured(1));
+                m_baseUrl.setPort(match.captured(2).toInt());
+                return true;
+            }
+            output += line.toUtf8() + '\n';
+        }
+        if (m_process.state() != QProcess::Running)
+            break;
+        m_process.waitForReadyRead(int(qMax<qint64>(1, deadline.remainingTime())));
+    }
+    m_error = QStringLiteral("zyr-cloud never said it was listening (exit code %1); its output: %2")
+                  .arg(m_process.exitCode())
+                  .arg(QString::fromUtf8(output));
+    stop();
+    return false;
+}
+
+int CloudServerFixture::stop()
+{
+    if (m_process.state() == QProcess::NotRunning)
+        return m_process.exitStatus() == QProcess::NormalExit ? m_process.exitCode() : -1;
+    m_process.terminate(); // SIGTERM: the server closes its database and exits 0
+    if (!m_process.waitForFinished(StopTimeoutMs)) {
+        m_process.kill();
+        m_process.waitForFinished(StopTimeoutMs);
+        return -1;
+    }
+    return m_process.exitStatus() == QProcess::NormalExit ? m_process.exitCode() : -1;
+}
+
+bool CloudServerFixture::isRunning() const
+{
+    return m_process.state() == QProcess::Running && m_baseUrl.isValid();
+}
+
+QString CloudServerFixture::errorString() const
+{
+    return m_error;
+}
+
+QUrl CloudServerFixture::baseUrl() const
+{
+    return m_baseUrl;
+}
+
+QString CloudServerFixture::dataDirectory() const
+{
+    return m_dataDir.filePath(QStringLiteral("data"));
+}
+
+CloudServerFixture::Reply CloudServerFixture::request(const QByteArray& method, const QByteArray& pathAndQuery,
+                                                      const QByteArray& body, const QString& token,
+                                                      const QByteArray& contentType)
+{
+    if (!m_manager) {
+        m_manager = std::make_unique<QNetworkAccessManager>();
+        // Loopback only: whatever proxy the process is told to use elsewhere.
+        m_manager->setProxy(QNetworkProxy::NoProxy);
+    }
+    QNetworkRequest request(QUrl::fromEncoded(m_baseUrl.toEncoded() + pathAndQuery, QUrl::StrictMode));
+    request.setTransferTimeout(RequestTimeoutMs);
+    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
+    if (!token.isEmpty())
+        request.setRawHeader("Authorization", "Bearer " + token.toUtf8());
+    if (!body.isEmpty())
+        request.setRawHeader("Content-Type", contentType);
+
+    QNetworkReply* reply = m_manager->sendCustomRequest(request, method, body);
+    QEventLoop loop;
+    QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
+    if (!reply->isFinished())
+        loop.exec(); // ends at the latest with the transfer timeout
+
+    Reply result;
+    result.status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    result.error = reply->error();
+    result.body = reply->readAll();
+    result.headers = reply->rawHeaderPairs();
+    reply->deleteLater();
+    return result;
+}
+
+QString CloudServerFixture::signIn(const QString& account, const QString& password)
+{
+    const QJsonObject credentials{{QStringLiteral("account"), account}, {QStringLiteral("password"), password}};
+    const Reply reply = request("POST", "/api/v1/auth/login", QJsonDocument(credentials).toJson(QJsonDocument::Compact));
+    if (reply.status != 200) {
+        m_error = QStringLiteral("Sign-in as %1 answered %2").arg(account).arg(reply.status);
+        return QString();
+    }
+    return reply.json().value(QStringLiteral("accessToken")).toString();
+}
+
+QString CloudServerFixture::addFault(const QJsonObject& fault)
+{
+    const Reply reply = request("POST", "/admin/faults", QJsonDocument(fault).toJson(QJsonDocument::Compact));
+    if (reply.status != 200) {
+        m_error = QStringLiteral("Adding a fault answered %1: %2").arg(reply.status).arg(QString::fromUtf8(reply.body));
+        return QString();
+    }
+    return reply.json().value(QStringLiteral("id")).toString();
+}
+
+bool CloudServerFixture::clearFaults()
+{
+    return request("DELETE", "/admin/faults").status == 200;
+}
