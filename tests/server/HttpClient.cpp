@@ -137,3 +137,15 @@ QString HttpClient::uploadTarget(const QString &workspaceId, const QString &path
            + QStringLiteral("&path=") + q(path) + QStringLiteral("&size=") + QString::number(size)
            + QStringLiteral("&offset=") + QString::number(offset);
 }
+
+QTcpSocket *HttpClient::sendRawGet(const QString &pathAndQuery, QObject *parent)
+{
+    auto *socket = new QTcpSocket(parent);
+    socket->connectToHost(m_base.host(), quint16(m_base.port()));
+    if (socket->waitForConnected(ReplyTimeoutMs)) {
+        socket->write("GET " + pathAndQuery.toUtf8() + " HTTP/1.1\r\nHost: " + m_base.host().toUtf8()
+                      + "\r\nAuthorization: Bearer " + m_token.toUtf8() + "\r\n\r\n");
+        socket->waitForBytesWritten(ReplyTimeoutMs);
+    }
+    return socket;
+}

@@ -71,6 +71,10 @@ public:
     QTcpSocket *startPartialUpload(const QString &workspaceId, const QString &path, qint64 size, qint64 offset,
                                    const QByteArray &bodyPart, QObject *parent);
 
+    // Sends one raw GET (with the token) on a new connection the caller
+    // owns; lets a test see exactly what arrives before the server closes.
+    QTcpSocket *sendRawGet(const QString &pathAndQuery, QObject *parent);
+
     // Waits for the reply to finish and reads it (the reply is deleted).
     static HttpReply collect(QNetworkReply *reply, int timeoutMs = ReplyTimeoutMs);
     // A query value percent-encoded the way the client encodes them.

