@@ -73,10 +73,6 @@ std::optional<ServerOptions> ServerOptions::parse(const std::vector<std::string>
             return std::nullopt;
         }
     }
-    if (options.dataDir.empty()) {
-        error = "--data DIR is required";
-        return std::nullopt;
-    }
     if (options.host.empty()) {
         error = "--host needs an address";
         return std::nullopt;
@@ -86,6 +82,6 @@ std::optional<ServerOptions> ServerOptions::parse(const std::vector<std::string>
 
 std::string ServerOptions::usage()
 {
-    return "usage: zyr-cloud --port N --data DIR --seed FILE [--host 127.0.0.1] [--token-ttl SECONDS] "
+    return "usage: zyr-cloud --port N [--data DIR] --seed FILE [--host 127.0.0.1] [--token-ttl SECONDS] "
            "[--enable-admin] [--verbose]";
 }

@@ -14,7 +14,7 @@ struct ServerOptions
     static constexpr std::int64_t DefaultTokenTtlSeconds = 86400;
 
     int port = DefaultPort;
-    std::string dataDir;
+    std::string dataDir; // empty: a temporary directory, removed on exit
     std::string seedFile;
     std::string host = "127.0.0.1";
     std::int64_t tokenTtlSeconds = DefaultTokenTtlSeconds;

@@ -14,7 +14,10 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <system_error>
 #include <memory>
 #include <pthread.h>
 #include <sys/stat.h>
@@ -69,6 +72,27 @@ int main(int argc, char **argv)
     pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr);
     std::signal(SIGPIPE, SIG_IGN);
 
+    // Without --data the server runs on a scratch directory of its own,
+    // which is handy for a quick try and is removed when it stops.
+    bool temporaryData = false;
+    if (options->dataDir.empty()) {
+        const char *tmp = std::getenv("TMPDIR");
+        std::string pattern = std::string(tmp && *tmp ? tmp : "/tmp") + "/zyr-cloud-XXXXXX";
+        if (!::mkdtemp(pattern.data())) {
+            Log::error(std::string("cannot create a temporary data directory: ") + std::strerror(errno));
+            return ExitFailure;
+        }
+        options->dataDir = pattern;
+        temporaryData = true;
+        Log::info("data directory " + options->dataDir + " (temporary)");
+    }
+    auto removeTemporaryData = [&] {
+        if (temporaryData) {
+            std::error_code ignored;
+            std::filesystem::remove_all(options->dataDir, ignored);
+        }
+    };
+
     if (!makeDataDirectory(options->dataDir)) {
         Log::error("cannot use data directory " + options->dataDir + ": " + std::strerror(errno));
         return ExitFailure;
@@ -77,6 +101,7 @@ int main(int argc, char **argv)
     const bool fresh = !fileExists(dbPath);
     if (fresh && options->seedFile.empty()) {
         Log::error("the data directory has no database yet; give --seed FILE");
+        removeTemporaryData();
         return ExitFailure;
     }
 
@@ -97,6 +122,7 @@ int main(int argc, char **argv)
         if (fresh) {
             removeDatabaseFiles(dbPath);
         }
+        removeTemporaryData();
         return ExitFailure;
     }
 
@@ -104,6 +130,9 @@ int main(int argc, char **argv)
     const int port = server->bind();
     if (port <= 0) {
         Log::error("cannot listen on " + options->host + ":" + std::to_string(options->port));
+        server.reset();
+        db.reset();
+        removeTemporaryData();
         return ExitFailure;
     }
     std::printf("listening on %s:%d\n", options->host.c_str(), port);
@@ -126,6 +155,8 @@ int main(int argc, char **argv)
     signalThread.join();
     server.reset();
     db.reset();
+    blobs.reset();
+    removeTemporaryData();
     if (!ok) {
         Log::error("the listening socket failed");
         return ExitFailure;

@@ -29,7 +29,10 @@ bool ServerProcess::start(const QString &dataDir, const QString &seed, const QSt
     m_stdout.clear();
     m_stderr.clear();
     m_port = 0;
-    QStringList arguments{QStringLiteral("--port"), QStringLiteral("0"), QStringLiteral("--data"), dataDir};
+    QStringList arguments{QStringLiteral("--port"), QStringLiteral("0")};
+    if (!dataDir.isEmpty()) {
+        arguments << QStringLiteral("--data") << dataDir;
+    }
     if (!seed.isEmpty()) {
         arguments << QStringLiteral("--seed") << seed;
     }

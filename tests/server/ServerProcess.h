@@ -24,7 +24,7 @@ public:
     static QString binary();
     static QString sampleSeed();
 
-    // Starts `zyr-cloud --port 0 --data dataDir [--seed seed] args...` and
+    // Starts `zyr-cloud --port 0 [--data dataDir] [--seed seed] args...` and
     // waits for the listening line; false when it did not come.
     bool start(const QString &dataDir, const QString &seed, const QStringList &args = {QStringLiteral("--enable-admin")});
     // SIGTERM, then the exit code (-1 when it did not exit normally).

@@ -57,6 +57,7 @@ private Q_SLOTS:
     void rejectsInvalidSeeds_data();
     void rejectsInvalidSeeds();
     void needsSeedForFreshDirectory();
+    void temporaryDataDirectoryWithoutOption();
     void curlSignInFromReadme();
     void restartKeepsEverything();
 };
@@ -110,7 +111,6 @@ void TestServerCommandLine::rejectsBadOptions_data()
     const QString data = QStringLiteral("--data");
     const QString dir = QDir::tempPath() + QStringLiteral("/zyr-cloud-unused");
     QTest::newRow("unknown option") << QStringList{data, dir, QStringLiteral("--colour")};
-    QTest::newRow("no data directory") << QStringList{QStringLiteral("--port"), QStringLiteral("0")};
     QTest::newRow("port not a number") << QStringList{data, dir, QStringLiteral("--port"), QStringLiteral("eighty")};
     QTest::newRow("port too large") << QStringList{data, dir, QStringLiteral("--port"), QStringLiteral("70000")};
     QTest::newRow("port without value") << QStringList{data, dir, QStringLiteral("--port")};
@@ -178,11 +178,26 @@ void TestServerCommandLine::needsSeedForFreshDirectory()
              1);
 }
 
+void TestServerCommandLine::temporaryDataDirectoryWithoutOption()
+{
+    ServerProcess server;
+    QVERIFY(server.start(QString(), ServerProcess::sampleSeed(), {}));
+    const QRegularExpression line(QStringLiteral("data directory (\\S+) \\(temporary\\)"));
+    QTRY_VERIFY(line.match(QString::fromUtf8(server.standardError())).hasMatch());
+    const auto match = line.match(QString::fromUtf8(server.standardError()));
+    const QString data = match.captured(1);
+    QVERIFY(QFile::exists(data + QStringLiteral("/zyr.db")));
+    HttpClient client(server.baseUrl());
+    QVERIFY(!client.signIn(Alice, AlicePassword).isEmpty());
+    QCOMPARE(server.stop(), 0);
+    QVERIFY(!QFile::exists(data));
+}
+
 void TestServerCommandLine::curlSignInFromReadme()
 {
-    QTemporaryDir dir;
+    // As in server/README.md: no --data, the sample seed, a free port.
     ServerProcess server;
-    QVERIFY(server.start(dir.filePath(QStringLiteral("data")), ServerProcess::sampleSeed(), {}));
+    QVERIFY(server.start(QString(), ServerProcess::sampleSeed(), {}));
     // The line of server/README.md, with this server's port.
     QProcess curl;
     curl.start(QStringLiteral("curl"),
