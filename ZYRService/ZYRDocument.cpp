@@ -4,6 +4,7 @@
 
 #include "ZYRNetworkAccess_p.h"
 #include "ZYRRequest_p.h"
+#include "ZYRServiceDefaults_p.h"
 
 #include <QJsonArray>
 #include <QJsonObject>
@@ -249,6 +250,7 @@ void ZYRDocument::DownloadFile(const QString& token, const QString& workspaceId,
         request.setRawHeader("Range", "bytes=" + QByteArray::number(offset) + '-');
     if (offset > 0)
         request.setDownloadTotalOffset(offset);
+    request.setReadBufferSize(Defaults::DownloadReadBufferBytes);
     ZYRNetworkAccess::send(request, handler);
 }
 

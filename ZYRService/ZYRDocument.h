@@ -79,7 +79,11 @@ public:
                                     const QMap<QString, QString>& attributes, INetworkReplyHandler* handler);
 
     /// Downloads from byte \a offset; \a length 0 means to the end. The body
-    /// arrives through the handler's slotReadyRead.
+    /// arrives through the handler's slotReadyRead, which must drain the
+    /// reply each time: the reply buffers at most 1 MiB, so that memory
+    /// stays flat, and waits for the handler beyond that. Progress reports
+    /// this reply's bytes received against the whole file's size (offset
+    /// plus this reply's length; -1 when unknown).
     static void DownloadFile(const QString& token, const QString& workspaceId, const QString& fileId,
                              qint64 offset, qint64 length, INetworkReplyHandler* handler);
     /// Uploads the bytes of \a source from \a offset to \a size into

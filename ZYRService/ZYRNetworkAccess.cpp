@@ -143,6 +143,8 @@ void ZYRNetworkAccess::send(const ZYRRequest& request, INetworkReplyHandler* han
 {
     ZYRNetworkAccess* access = forCurrentThread();
     QNetworkReply* reply = access->start(request);
+    if (request.readBufferSize() > 0)
+        reply->setReadBufferSize(request.readBufferSize());
     ZYRReplyRegistry::instance().add(reply, handler);
     logFinished(reply, request.verbName());
     connectHandler(reply, handler, request.downloadTotalOffset());

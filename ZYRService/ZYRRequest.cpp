@@ -119,6 +119,12 @@ ZYRRequest& ZYRRequest::setDownloadTotalOffset(qint64 offset)
     return *this;
 }
 
+ZYRRequest& ZYRRequest::setReadBufferSize(qint64 bytes)
+{
+    m_readBufferSize = bytes;
+    return *this;
+}
+
 QByteArray ZYRRequest::verbName() const
 {
     switch (m_verb) {

@@ -46,6 +46,9 @@ public:
     ZYRRequest& setUploadSource(QIODevice* source, qint64 offset, qint64 length);
     /// Added to the reply's download total before the handler sees it.
     ZYRRequest& setDownloadTotalOffset(qint64 offset);
+    /// Bounds the reply's read buffer (0 = unbounded): for bodies that the
+    /// handler drains on every readyRead.
+    ZYRRequest& setReadBufferSize(qint64 bytes);
 
     Verb verb() const { return m_verb; }
     QByteArray verbName() const;
@@ -55,6 +58,7 @@ public:
     qint64 uploadLength() const { return m_uploadLength; }
     bool hasUpload() const { return m_hasUpload; }
     qint64 downloadTotalOffset() const { return m_downloadTotalOffset; }
+    qint64 readBufferSize() const { return m_readBufferSize; }
 
     /// The full address against \a server; an invalid QUrl, with the reason
     /// in \a problem, when no usable address results.
@@ -74,6 +78,7 @@ private:
     qint64 m_uploadOffset = 0;
     qint64 m_uploadLength = 0;
     qint64 m_downloadTotalOffset = 0;
+    qint64 m_readBufferSize = 0;
     bool m_hasUpload = false;
     bool m_followRedirects = false;
     bool m_largeListing = false;

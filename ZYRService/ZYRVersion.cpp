@@ -4,6 +4,7 @@
 
 #include "ZYRNetworkAccess_p.h"
 #include "ZYRRequest_p.h"
+#include "ZYRServiceDefaults_p.h"
 
 namespace Trelan::Oku::ZYRService {
 
@@ -21,7 +22,8 @@ void ZYRVersion::DownloadFile(const QString& url, INetworkReplyHandler* handler)
 {
     ZYRNetworkAccess::send(ZYRRequest::forAddress(Verb::Get, url)
                                .setFollowRedirects(true)
-                               .setRawHeader("Accept-Encoding", "identity"),
+                               .setRawHeader("Accept-Encoding", "identity")
+                               .setReadBufferSize(Defaults::DownloadReadBufferBytes),
                            handler);
 }
 

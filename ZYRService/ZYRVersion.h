@@ -21,7 +21,9 @@ public:
     /// Fetches the version list XML from \a listAddress (absolute, or a path
     /// on the configured server).
     static void QueryLatestVersion(const QString& listAddress, INetworkReplyHandler* handler);
-    /// Downloads the installer at \a url, following redirects.
+    /// Downloads the installer at \a url (absolute, or a path on the
+    /// configured server), following redirects. As for file downloads the
+    /// handler must drain the reply on every slotReadyRead.
     static void DownloadFile(const QString& url, INetworkReplyHandler* handler);
 };
 

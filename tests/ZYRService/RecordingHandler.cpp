@@ -68,6 +68,12 @@ QThread* HandlerRecord::slotThread() const
     return m_thread;
 }
 
+qint64 HandlerRecord::readBufferSize() const
+{
+    const std::lock_guard<std::mutex> locker(m_mutex);
+    return m_readBufferSize;
+}
+
 RecordingHandler::RecordingHandler(QSharedPointer<HandlerRecord> record) : m_record(std::move(record)) {}
 
 RecordingHandler::~RecordingHandler()
@@ -113,6 +119,7 @@ void RecordingHandler::slotFinished()
     {
         const std::lock_guard<std::mutex> locker(m_record->m_mutex);
         ++m_record->m_finished;
+        m_record->m_readBufferSize = reply->readBufferSize();
         m_record->m_status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
         if (reply->isOpen()) // an aborted reply is closed
             m_record->m_body += reply->readAll();

@@ -27,6 +27,8 @@ public:
     bool cancelled() const;
     /// The thread each slot ran on (the last one seen).
     QThread* slotThread() const;
+    /// The reply's read buffer limit (0 = unbounded).
+    qint64 readBufferSize() const;
 
 private:
     friend class RecordingHandler;
@@ -42,6 +44,7 @@ private:
     bool m_destroyed = false;
     bool m_cancelled = false;
     QThread* m_thread = nullptr;
+    qint64 m_readBufferSize = -1;
 };
 
 /// A reply handler that only records: every slot call in order, the status,

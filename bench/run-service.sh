@@ -1,0 +1,111 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
+# SPDX-FileCopyrightText: 2026 The ZYR developers
+#
+# Upload and download one large file through zyr-cloud with curl and with
+# zyr-bench-service (the service library), on the same server and the same
+# disk, and print both throughputs, their ratio and the client's peak
+# resident memory.
+#
+#   bench/run-service.sh [BUILD_DIR] [SIZES_MIB...]
+#
+# BUILD_DIR defaults to ./build; sizes default to "1024 256". ROUNDS (3)
+# runs of each; the median counts. BENCH_TMP picks the directory for the
+# data (default: a new directory below /tmp).
+set -euo pipefail
+
+here="$(cd "$(dirname "$0")/.." && pwd)"
+build="${1:-$here/build}"
+shift || true
+sizes=("${@:-1024 256}")
+[[ $# -eq 0 ]] && sizes=(1024 256)
+rounds="${ROUNDS:-3}"
+server_bin="$build/server/zyr-cloud"
+bench_bin="$build/bench/zyr-bench-service"
+seed="$here/server/seed/sample-seed.json"
+for f in "$server_bin" "$bench_bin"; do
+  [[ -x "$f" ]] || { echo "missing $f (build the targets zyr-cloud and zyr-bench-service)" >&2; exit 2; }
+done
+
+work="$(mktemp -d "${BENCH_TMP:-/tmp}/zyr-bench.XXXXXX")"
+server_pid=""
+cleanup() {
+  [[ -n "$server_pid" ]] && kill -TERM "$server_pid" 2>/dev/null && wait "$server_pid" 2>/dev/null || true
+  rm -rf "$work"
+}
+trap cleanup EXIT
+
+"$server_bin" --port 0 --data "$work/data" --seed "$seed" >"$work/server.out" 2>"$work/server.err" &
+server_pid=$!
+for _ in $(seq 1 300); do
+  grep -q '^listening on ' "$work/server.out" 2>/dev/null && break
+  sleep 0.1
+done
+address="$(sed -n 's/^listening on //p' "$work/server.out")"
+[[ -n "$address" ]] || { echo "zyr-cloud did not start:" >&2; cat "$work/server.err" >&2; exit 1; }
+base="http://$address"
+# A member of the JSON on stdin: json data id -> stdin["data"]["id"].
+json() { python3 -c 'import json, sys
+d = json.load(sys.stdin)
+for key in sys.argv[1:]: d = d[key]
+print(d)' "$@"; }
+token="$(curl -sf -H 'Content-Type: application/json' -d '{"account":"alice","password":"alice-pass"}' \
+  "$base/api/v1/auth/login" | json accessToken)"
+[[ -n "$token" ]] || { echo "sign-in failed" >&2; exit 1; }
+auth="Authorization: Bearer $token"
+
+median() { sort -g | awk '{a[NR]=$1} END {print a[int((NR+1)/2)]}'; }
+mibps() { awk -v b="$1" -v s="$2" 'BEGIN {printf "%.1f", b/1048576/s}'; }
+# Peak resident set size in MiB from a /usr/bin/time -v log.
+peak() { awk -F': ' '/Maximum resident set size/ {printf "%.1f", $2/1024}' "$1"; }
+
+echo "zyr-cloud at $base; $(nproc) cores, $(sed -n 's/^model name\s*: //p' /proc/cpuinfo | head -1)"
+echo "data directory and downloads on: $(df -h "$work" | awk 'NR==2 {print $1}')"
+echo
+
+for mib in "${sizes[@]}"; do
+  file="$work/upload-$mib.bin"
+  bytes=$((mib * 1048576))
+  head -c "$bytes" /dev/urandom >"$file"
+  up_query="parentPath=%2Fbench&size=$bytes&offset=0"
+
+  declare -a cu=() cd=() zu=() zd=() zu_rss=() zd_rss=()
+  for round in $(seq 1 "$rounds"); do
+    # curl: PUT the file, then GET it to disk.
+    t=$(curl -sf -o "$work/curl-up.json" -w '%{time_total}' -T "$file" -H "$auth" -H 'Expect:' \
+        -H 'Content-Type: application/octet-stream' \
+        "$base/api/v1/workspaces/w-design/upload?$up_query&path=%2Fbench%2Fcurl-$mib.bin")
+    cu+=("$(mibps "$bytes" "$t")")
+    id="$(json data id <"$work/curl-up.json")"
+    rm -f "$work/curl.out"; sync
+    t=$(curl -sf -o "$work/curl.out" -w '%{time_total}' -H "$auth" \
+        "$base/api/v1/workspaces/w-design/files/$id/content")
+    cd+=("$(mibps "$bytes" "$t")")
+    [[ $(stat -c %s "$work/curl.out") -eq $bytes ]] || { echo "curl download incomplete" >&2; exit 1; }
+
+    # The service library, under /usr/bin/time for its peak memory.
+    /usr/bin/time -v -o "$work/time-up.log" "$bench_bin" --server "$base" \
+        --upload "$file" --remote-path "/bench/zyr-$mib.bin" >"$work/up.log"
+    zu+=("$(sed -n 's/.*MiBps=//p' "$work/up.log")")
+    zu_rss+=("$(peak "$work/time-up.log")")
+    id="$(sed -n 's/^fileId=//p' "$work/up.log")"
+    rm -f "$work/zyr.out"; sync
+    /usr/bin/time -v -o "$work/time-down.log" "$bench_bin" --server "$base" \
+        --download "$id" --out "$work/zyr.out" >"$work/down.log"
+    zd+=("$(sed -n 's/.*MiBps=//p' "$work/down.log")")
+    zd_rss+=("$(peak "$work/time-down.log")")
+    cmp -s "$file" "$work/zyr.out" || { echo "service download differs from the upload" >&2; exit 1; }
+    echo "  ${mib} MiB round $round: upload curl ${cu[-1]} / service ${zu[-1]} MiB/s," \
+         "download curl ${cd[-1]} / service ${zd[-1]} MiB/s"
+  done
+
+  mcu=$(printf '%s\n' "${cu[@]}" | median); mzu=$(printf '%s\n' "${zu[@]}" | median)
+  mcd=$(printf '%s\n' "${cd[@]}" | median); mzd=$(printf '%s\n' "${zd[@]}" | median)
+  echo "${mib} MiB, median of $rounds:"
+  printf '  upload    curl %8.1f MiB/s   service %8.1f MiB/s   ratio %.2f   service peak RSS %s MiB\n' \
+    "$mcu" "$mzu" "$(awk -v a="$mzu" -v b="$mcu" 'BEGIN {print a/b}')" "$(printf '%s\n' "${zu_rss[@]}" | sort -g | tail -1)"
+  printf '  download  curl %8.1f MiB/s   service %8.1f MiB/s   ratio %.2f   service peak RSS %s MiB\n' \
+    "$mcd" "$mzd" "$(awk -v a="$mzd" -v b="$mcd" 'BEGIN {print a/b}')" "$(printf '%s\n' "${zd_rss[@]}" | sort -g | tail -1)"
+  rm -f "$file" "$work/curl.out" "$work/zyr.out"
+  unset cu cd zu zd zu_rss zd_rss
+done
