@@ -50,6 +50,11 @@ BFileTransferManager::BFileTransferManager(bool persist)
 
 BFileTransferManager::~BFileTransferManager()
 {
+    // A cancelled handler never calls its owner back.
+    for (const QPointer<BReplyHandlerBase>& handler : std::as_const(m_requests)) {
+        if (handler)
+            handler->slotCancel();
+    }
     clear();
 }
 
@@ -267,6 +272,7 @@ void BFileTransferManager::downloadFolder(const QSharedPointer<MFile>& folder, c
 
     auto* caller = new Caller(this, &BFileTransferManager::onQueryChildrenFinished, nullptr, nullptr);
     auto* handler = new BQueryChildrenHandler(caller, copy->getWorkspaceId(), copy);
+    trackRequest(handler);
     ZYRDocument::GetChildFiles(m_accessToken, copy->getWorkspaceId(), copy->getId(), handler, false);
 }
 
@@ -317,7 +323,7 @@ void BFileTransferManager::tryStartTransferWorker(bool includeInterrupted)
         connect(worker, &QThread::finished, worker, &QObject::deleteLater);
         worker->start(QThread::InheritPriority);
         item->setStatus(MFileTransferItem::Transferring);
-        m_workers.append({item, worker});
+        m_workers.append({item, worker, worker, false});
     }
     if (!candidates.isEmpty())
         updateSpeedTimerStatus();
@@ -338,9 +344,14 @@ void BFileTransferManager::slotFillRemoteInfo(BFileTransferWorker* worker, MFile
     // and a failed upload never carries a file id: that is deliberate.
     if (fileId.isEmpty())
         return;
+    for (WorkerSlot& slot : m_workers) {
+        if (slot.worker == worker)
+            slot.awaitingPath = true;
+    }
     auto* caller = new Caller(this, &BFileTransferManager::onQueryFilePathByIdFinished, nullptr, nullptr);
     auto* handler = new BQueryFilePathHandler(caller);
     handler->setTransferContext(worker, item, status, fileId);
+    trackRequest(handler);
     ZYRDocument::GetFilePathById(m_accessToken, fileId, handler);
 }
 
@@ -378,7 +389,7 @@ void BFileTransferManager::slotWorkerFinished(BFileTransferWorker* worker, MFile
         QThread::msleep(static_cast<unsigned long>(m_timings.completionPauseMs));
         Q_EMIT transferItemStatusUpdated(item, oldStatus, status);
     }
-    removeWorker(worker);
+    removeWorker(worker, item);
     tryStartTransferWorker(false);
     updateSpeedTimerStatus();
 }
@@ -533,9 +544,23 @@ bool BFileTransferManager::hasWorker(BFileTransferWorker* worker) const
                        [worker](const WorkerSlot& slot) { return slot.worker == worker; });
 }
 
-void BFileTransferManager::removeWorker(BFileTransferWorker* worker)
+void BFileTransferManager::removeWorker(BFileTransferWorker* worker, MFileTransferItem* item)
 {
-    m_workers.removeIf([worker](const WorkerSlot& slot) { return slot.worker == worker; });
+    // A worker that is gone matches only through a slot that waits for its
+    // upload's path: a new worker may live at the old address by now.
+    m_workers.removeIf([worker, item](const WorkerSlot& slot) {
+        if (slot.item != item)
+            return false;
+        if (slot.worker)
+            return slot.worker == worker;
+        return slot.awaitingPath && slot.identity == worker;
+    });
+}
+
+void BFileTransferManager::trackRequest(BReplyHandlerBase* handler)
+{
+    m_requests.removeAll(nullptr);
+    m_requests.append(handler);
 }
 
 // ---- start-up and shutdown -------------------------------------------------

@@ -109,10 +109,15 @@ public Q_SLOTS:
 
 private:
     // A running worker's place in the queue. The worker deletes itself when
-    // its thread ends, so it is only reached through the guard.
+    // its thread ends, so it is only reached through the guard. A finished
+    // upload's slot is released only after its file path has been asked
+    // for, usually after the worker is gone: the slot then still knows the
+    // worker's address (never dereferenced) to match that late report.
     struct WorkerSlot {
         Trelan::Oku::ZYRModel::MFileTransferItem* item;
         QPointer<BFileTransferWorker> worker;
+        BFileTransferWorker* identity;
+        bool awaitingPath;
     };
     using ItemList = QList<Trelan::Oku::ZYRModel::MFileTransferItem*>;
 
@@ -139,7 +144,8 @@ private:
     void stopWorker(Trelan::Oku::ZYRModel::MFileTransferItem* item);
     void stopAllWorkers();
     bool hasWorker(BFileTransferWorker* worker) const;
-    void removeWorker(BFileTransferWorker* worker);
+    void removeWorker(BFileTransferWorker* worker, Trelan::Oku::ZYRModel::MFileTransferItem* item);
+    void trackRequest(BReplyHandlerBase* handler);
     void removeAndDelete(Trelan::Oku::ZYRModel::MFileTransferItem* item);
     void updateSpeedTimerStatus();
 
@@ -161,6 +167,9 @@ private:
     ItemList m_unfinishedItems;
     ItemList m_finishedItems;
     QList<WorkerSlot> m_workers;
+    // Requests issued by the queue itself, cancelled when it is destroyed so
+    // that no reply calls back into a deleted queue.
+    QList<QPointer<BReplyHandlerBase>> m_requests;
     const bool m_persist;
     Trelan::Oku::ZYRCommon::TransferItemDBManager m_store;
     BFileCacheManager m_cacheManager;
