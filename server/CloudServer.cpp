@@ -2,6 +2,7 @@
 // SPDX-FileCopyrightText: 2026 The ZYR developers
 #include "CloudServer.h"
 
+#include "ApiError.h"
 #include "ApiRequest.h"
 #include "ConnectionSockets.h"
 #include "Log.h"
@@ -49,6 +50,13 @@ CloudServer::CloudServer(const ServerOptions &options, Database &db, BlobStore &
     if (options.enableAdmin) {
         m_adminRoutes.registerOn(m_router);
     }
+    // Last, so they match only what nothing else did: without them
+    // cpp-httplib would read the whole body of a request to an unknown
+    // route into memory before answering 404.
+    const auto unknown = [](ApiRequest &) { throw ApiError::notFound("no such route"); };
+    m_router.post(".*", unknown);
+    m_router.put(".*", unknown);
+    m_router.del(".*", unknown);
 }
 
 void CloudServer::configure()
