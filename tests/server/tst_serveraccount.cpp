@@ -38,6 +38,7 @@ private Q_SLOTS:
     void outsiderGetsNoWorkspaces();
     void quotaAndLogo();
     void installReports();
+    void unknownRoutes();
 
 private:
     QTemporaryDir m_dir;
@@ -309,6 +310,19 @@ void TestServerAccount::installReports()
     QVERIFY(last.value(QStringLiteral("receivedTime")).toInteger() > 1735689600000LL);
     last.remove(QStringLiteral("receivedTime"));
     QCOMPARE(last, info);
+}
+
+void TestServerAccount::unknownRoutes()
+{
+    HttpClient client(m_server.baseUrl());
+    client.signIn(QStringLiteral("alice"), QStringLiteral("alice-pass"));
+    for (const QByteArray &method : {QByteArray("GET"), QByteArray("POST"), QByteArray("PUT"), QByteArray("DELETE")}) {
+        const HttpReply reply = client.send(method, QStringLiteral("/api/v1/nothing/here"),
+                                            method == "GET" ? QByteArray() : QByteArray(2 * 1048576, ' '));
+        QCOMPARE(reply.status, 404);
+        QCOMPARE(reply.object().value(QStringLiteral("code")).toInt(), 404);
+    }
+    QCOMPARE(client.get(QStringLiteral("/api/v1/users/me")).status, 200);
 }
 
 QTEST_GUILESS_MAIN(TestServerAccount)
