@@ -706,6 +706,7 @@ private Q_SLOTS:
     {
         BTimings fast;
         fast.completionPauseMs = 1;
+        fast.dbFlushIntervalMs = 200;
         BTimings::Override timings(fast);
 
         const QString root = m_dir->filePath(QStringLiteral("up/tree"));
@@ -873,6 +874,7 @@ private Q_SLOTS:
         QFETCH(int, faultStatus);
         BTimings fast;
         fast.completionPauseMs = 1;
+        fast.dbFlushIntervalMs = 200;
         BTimings::Override timings(fast);
         if (faultStatus)
             QVERIFY(!addFault("GET", ContentRoute, {{"status", faultStatus}}).isEmpty());
