@@ -36,9 +36,9 @@ class ZYRCONTROLLER_EXPORT BFileTransferManager : public QObject
 {
     Q_OBJECT
 public:
-    static const int MAX_THREAD_COUNT = 5;
+    static constexpr int MAX_THREAD_COUNT = 5;
     /// How many finished records loadItemsFromDB() reads at most.
-    static const int MAX_FINISHED_LOADED = 200;
+    static constexpr int MAX_FINISHED_LOADED = 200;
 
     /// With \a persist false nothing is read from or written to the store.
     BFileTransferManager(const QString& userId, bool persist);
