@@ -24,11 +24,6 @@ void ZYRFailedReply::abort()
     deliver();
 }
 
-qint64 ZYRFailedReply::bytesAvailable() const
-{
-    return QNetworkReply::bytesAvailable();
-}
-
 qint64 ZYRFailedReply::readData(char*, qint64)
 {
     return -1;

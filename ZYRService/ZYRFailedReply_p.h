@@ -22,7 +22,6 @@ public:
     ~ZYRFailedReply() override;
 
     void abort() override;
-    qint64 bytesAvailable() const override;
 
 protected:
     qint64 readData(char* data, qint64 maxSize) override;

@@ -119,10 +119,4 @@ void ZYRReplyRegistry::cancelOne(QNetworkReply* reply)
     cancelRequest(QPointer<QNetworkReply>(reply), QPointer<INetworkReplyHandler>(handler));
 }
 
-int ZYRReplyRegistry::size() const
-{
-    const std::lock_guard<std::mutex> locker(m_mutex);
-    return int(m_entries.size());
-}
-
 } // namespace Trelan::Oku::ZYRService

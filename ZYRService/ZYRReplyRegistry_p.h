@@ -35,8 +35,6 @@ public:
     void cancelAll();
     /// Cancels the calling thread's requests at once; returns how many.
     int cancelCurrentThread();
-    /// Number of requests in flight on every thread.
-    int size() const;
 
 private:
     struct Entry
@@ -50,7 +48,7 @@ private:
     // Runs on the reply's own thread.
     void cancelOne(QNetworkReply* reply);
 
-    mutable std::mutex m_mutex;
+    std::mutex m_mutex;
     QHash<QNetworkReply*, Entry> m_entries;
 };
 
