@@ -9,6 +9,12 @@
 #include <QNetworkRequest>
 #include <QRegularExpression>
 
+#if defined(Q_OS_LINUX)
+#include <csignal>
+#include <sys/prctl.h>
+#include <unistd.h>
+#endif
+
 QJsonObject CloudServerFixture::Reply::json() const
 {
     return QJsonDocument::fromJson(body).object();
@@ -38,6 +44,16 @@ CloudServerFixture::CloudServerFixture(Options options) : m_options(std::move(op
     // Server logs go to the test's own stderr: shown by ctest on failure,
     // and a pipe nobody reads can never fill up and stall the server.
     m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+#if defined(Q_OS_LINUX)
+    // A test killed by ctest's timeout never runs the destructor; the server
+    // must not outlive it and hold its port and temporary files.
+    const pid_t parent = ::getpid();
+    m_process.setChildProcessModifier([parent] {
+        ::prctl(PR_SET_PDEATHSIG, SIGTERM);
+        if (::getppid() != parent)
+            ::_exit(1); // the test already died before the line above
+    });
+#endif
 }
 
 CloudServerFixture::~CloudServerFixture()
