@@ -18,6 +18,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 #include <QUuid>
+#include <algorithm>
 #include <limits>
 #include <memory>
 
@@ -31,7 +32,6 @@ using Trelan::Oku::ZYRModel::MFileTransferItem;
 using Trelan::Oku::ZYRService::ZYRServiceUtil;
 
 using Status = MFileTransferItem::TransferStatus;
-Q_DECLARE_METATYPE(MFileTransferItem::TransferStatus)
 
 namespace {
 
@@ -885,9 +885,13 @@ private Q_SLOTS:
         if (unknownFile)
             file->setId(QStringLiteral("f-gone"));
         queue->download(file, m_dir->path(), QString());
-        QTRY_COMPARE_WITH_TIMEOUT(watch.changes.size(), 1, 10000);
         MFileTransferItem* item = queue->getUnfinishedItems().constFirst();
+        // A status change dates the record (the store orders by that date).
+        const QDateTime yesterday = QDateTime::currentDateTime().addDays(-1);
+        item->setUpdateTime(yesterday);
+        QTRY_COMPARE_WITH_TIMEOUT(watch.changes.size(), 1, 10000);
         QCOMPARE(item->getStatus(), MFileTransferItem::Failed);
+        QVERIFY(item->getUpdateTime() > yesterday.addSecs(3600));
         QCOMPARE(watch.changes.constFirst().oldStatus, int(MFileTransferItem::Transferring));
         QCOMPARE(watch.changes.constFirst().newStatus, int(MFileTransferItem::Failed));
         QCOMPARE(queue->runningWorkerCount(), 0);
