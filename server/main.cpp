@@ -10,7 +10,6 @@
 #include "SeedLoader.h"
 #include "ServerOptions.h"
 
-#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -19,6 +18,7 @@
 #include <filesystem>
 #include <system_error>
 #include <memory>
+#include <fcntl.h>
 #include <pthread.h>
 #include <sys/stat.h>
 #include <thread>
@@ -43,6 +43,17 @@ bool makeDataDirectory(const std::string &path)
     return errno == EEXIST && ::stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
 }
 
+int s_signalPipe[2] = {-1, -1};
+
+void onStopSignal(int signal)
+{
+    const int savedErrno = errno;
+    const char byte = static_cast<char>(signal);
+    // Nothing else is async-signal-safe enough to do here.
+    [[maybe_unused]] const ssize_t written = ::write(s_signalPipe[1], &byte, 1);
+    errno = savedErrno;
+}
+
 void removeDatabaseFiles(const std::string &dbPath)
 {
     for (const char *suffix : {"", "-wal", "-shm"}) {
@@ -62,9 +73,22 @@ int main(int argc, char **argv)
     }
     Log::setVerbose(options->verbose);
 
-    // Signals go to a dedicated thread (sigwait), never to a handler that
-    // would have to stop the server from signal context. Blocked before
-    // any thread starts, so every thread inherits the mask.
+    // A signal only writes its number into a pipe; a watcher thread reads
+    // it and stops the server, which must not happen in signal context.
+    // The signals stay blocked everywhere except in the watcher, so they
+    // interrupt nothing else (an interrupted accept() would end cpp-httplib's
+    // listening loop) and runtimes that defer handlers until a blocking call
+    // returns, such as ThreadSanitizer, still deliver them.
+    if (::pipe2(s_signalPipe, O_CLOEXEC) != 0) {
+        Log::error(std::string("cannot create the signal pipe: ") + std::strerror(errno));
+        return ExitFailure;
+    }
+    struct sigaction action{};
+    action.sa_handler = onStopSignal;
+    sigemptyset(&action.sa_mask);
+    action.sa_flags = 0; // no SA_RESTART: the watcher's read() must return
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
     sigset_t stopSignals;
     sigemptyset(&stopSignals);
     sigaddset(&stopSignals, SIGINT);
@@ -138,20 +162,22 @@ int main(int argc, char **argv)
     std::printf("listening on %s:%d\n", options->host.c_str(), port);
     std::fflush(stdout);
 
-    std::atomic<bool> finished{false};
     std::thread signalThread([&] {
-        int signal = 0;
-        sigwait(&stopSignals, &signal);
-        if (!finished) {
-            Log::info(std::string("stopping on ") + (signal == SIGINT ? "SIGINT" : "SIGTERM"));
+        pthread_sigmask(SIG_UNBLOCK, &stopSignals, nullptr);
+        char signal = 0;
+        while (::read(s_signalPipe[0], &signal, 1) < 0 && errno == EINTR) {
         }
-        server->stop();
+        if (signal != 0) {
+            Log::info(std::string("stopping on ") + (signal == SIGINT ? "SIGINT" : "SIGTERM"));
+            server->stop();
+        }
     });
 
     const bool ok = server->run();
-    finished = true;
-    // Wakes the signal thread when the server ended on its own.
-    pthread_kill(signalThread.native_handle(), SIGTERM);
+    // Wakes the watcher when the server ended on its own (a zero byte).
+    const char wake = 0;
+    while (::write(s_signalPipe[1], &wake, 1) < 0 && errno == EINTR) {
+    }
     signalThread.join();
     server.reset();
     db.reset();
