@@ -130,14 +130,14 @@ std::optional<TransferRoutes::ByteRange> TransferRoutes::parseRange(const std::s
     if (value.compare(0, unit.size(), unit) != 0) {
         throw ApiError::badRequest("unsupported Range header");
     }
-    const std::string spec = trim(value.substr(unit.size()));
-    const auto dash = spec.find('-');
-    if (dash == std::string::npos || spec.find(',') != std::string::npos) {
+    const std::string rangeSet = trim(value.substr(unit.size()));
+    const auto dash = rangeSet.find('-');
+    if (dash == std::string::npos || rangeSet.find(',') != std::string::npos) {
         throw ApiError::badRequest("unsupported Range header");
     }
     ByteRange range;
-    const std::string first = trim(spec.substr(0, dash));
-    const std::string last = trim(spec.substr(dash + 1));
+    const std::string first = trim(rangeSet.substr(0, dash));
+    const std::string last = trim(rangeSet.substr(dash + 1));
     if (!parseNumber(first, range.first)) {
         throw ApiError::badRequest("unsupported Range header"); // suffix ranges included
     }
