@@ -35,7 +35,7 @@ asan: deps
 tsan: deps
 	cmake -S . -B build-tsan $(CONFIG) -DCMAKE_BUILD_TYPE=Debug -DZYR_SANITIZE=thread >/dev/null
 	cmake --build build-tsan -j $(JOBS)
-	cd build-tsan && TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1 suppressions=$(CURDIR)/tests/tsan.supp" $(CTEST)
+	cd build-tsan && TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1 die_after_fork=0 suppressions=$(CURDIR)/tests/tsan.supp" $(CTEST)
 
 test: check asan
 
