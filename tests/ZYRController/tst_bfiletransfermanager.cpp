@@ -6,6 +6,8 @@
 #include <ZYRCommon/CacheItemDBManager.h>
 #include <ZYRCommon/TransferItemDBManager.h>
 #include <ZYRController/BFileTransferManager.h>
+
+#include "TransferTestUtils.h"
 #include <ZYRController/BTimings.h>
 #include <ZYRService/ZYRServiceUtil.h>
 
@@ -41,36 +43,11 @@ const QByteArray ContentRoute = "/api/v1/workspaces/w-design/files/";
 const QByteArray MetaRoute = "/api/v1/workspaces/w-design/meta";
 const QByteArray UploadRoute = "/api/v1/workspaces/w-design/upload";
 
-QByteArray generatedBytes(qint64 size, int seed)
-{
-    QByteArray bytes(size, Qt::Uninitialized);
-    for (qint64 i = 0; i < size; ++i)
-        bytes[i] = char((i * 7 + seed) % 253);
-    return bytes;
-}
-
-QString sha256(const QByteArray& bytes)
-{
-    return QString::fromLatin1(QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex());
-}
-
-QByteArray readAll(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-bool writeAll(const QString& path, const QByteArray& bytes)
-{
-    QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
-}
-
-QByteArray encoded(const QString& value)
-{
-    return QUrl::toPercentEncoding(value);
-}
+using TransferTestUtils::encoded;
+using TransferTestUtils::generatedBytes;
+using TransferTestUtils::readAll;
+using TransferTestUtils::sha256;
+using TransferTestUtils::writeAll;
 
 // Every file below \a root by its relative path, with its bytes; folders
 // (empty ones included) as a relative path with a trailing slash.

@@ -3,6 +3,8 @@
 #include "CloudServerFixture.h"
 
 #include <ZYRController/BFileTransferWorker.h>
+
+#include "TransferTestUtils.h"
 #include <ZYRController/BTimings.h>
 #include <ZYRService/ZYRServiceUtil.h>
 
@@ -30,36 +32,11 @@ const QByteArray UploadRoute = "/api/v1/workspaces/w-design/upload";
 const QString BigId = QStringLiteral("f-big");
 constexpr qint64 BigSize = 1048576;
 
-QByteArray generatedBytes(qint64 size, int seed = 0)
-{
-    QByteArray bytes(size, Qt::Uninitialized);
-    for (qint64 i = 0; i < size; ++i)
-        bytes[i] = char((i + seed) % 251);
-    return bytes;
-}
-
-QString sha256(const QByteArray& bytes)
-{
-    return QString::fromLatin1(QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex());
-}
-
-QByteArray readAll(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-bool writeAll(const QString& path, const QByteArray& bytes)
-{
-    QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
-}
-
-QByteArray encoded(const QString& value)
-{
-    return QUrl::toPercentEncoding(value);
-}
+using TransferTestUtils::encoded;
+using TransferTestUtils::generatedBytes;
+using TransferTestUtils::readAll;
+using TransferTestUtils::sha256;
+using TransferTestUtils::writeAll;
 
 // Runs the remote-info step instead of a plain upload from offset 0: the
 // way a resumed upload would start.
