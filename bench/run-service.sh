@@ -27,32 +27,8 @@ for f in "$server_bin" "$bench_bin"; do
   [[ -x "$f" ]] || { echo "missing $f (build the targets zyr-cloud and zyr-bench-service)" >&2; exit 2; }
 done
 
-work="$(mktemp -d "${BENCH_TMP:-/tmp}/zyr-bench.XXXXXX")"
-server_pid=""
-cleanup() {
-  [[ -n "$server_pid" ]] && kill -TERM "$server_pid" 2>/dev/null && wait "$server_pid" 2>/dev/null || true
-  rm -rf "$work"
-}
-trap cleanup EXIT
-
-"$server_bin" --port 0 --data "$work/data" --seed "$seed" >"$work/server.out" 2>"$work/server.err" &
-server_pid=$!
-for _ in $(seq 1 300); do
-  grep -q '^listening on ' "$work/server.out" 2>/dev/null && break
-  sleep 0.1
-done
-address="$(sed -n 's/^listening on //p' "$work/server.out")"
-[[ -n "$address" ]] || { echo "zyr-cloud did not start:" >&2; cat "$work/server.err" >&2; exit 1; }
-base="http://$address"
-# A member of the JSON on stdin: json data id -> stdin["data"]["id"].
-json() { python3 -c 'import json, sys
-d = json.load(sys.stdin)
-for key in sys.argv[1:]: d = d[key]
-print(d)' "$@"; }
-token="$(curl -sf -H 'Content-Type: application/json' -d '{"account":"alice","password":"alice-pass"}' \
-  "$base/api/v1/auth/login" | json accessToken)"
-[[ -n "$token" ]] || { echo "sign-in failed" >&2; exit 1; }
-auth="Authorization: Bearer $token"
+source "$here/bench/common.sh"
+start_cloud "$server_bin" "$seed" zyr-bench
 
 median() { sort -g | awk '{a[NR]=$1} END {print a[int((NR+1)/2)]}'; }
 mibps() { awk -v b="$1" -v s="$2" 'BEGIN {printf "%.1f", b/1048576/s}'; }
