@@ -1,27 +1,29 @@
 # SPDX-License-Identifier: MIT
 # SPDX-FileCopyrightText: 2026 The ZYR developers
 #
-# make test   installs what is missing, builds, runs every test (plain build,
-#             then the AddressSanitizer + UndefinedBehaviorSanitizer build)
-# make build  the plain build only
-# make check  the plain build's tests only (quick local loop)
-# make asan   the sanitizer build's tests only
-# make tsan   every test under ThreadSanitizer
+# make test   installs what is missing, builds once with AddressSanitizer,
+#             LeakSanitizer and UndefinedBehaviorSanitizer, warnings as
+#             errors, and runs every test in that build
 # make demo   the local cloud server on a temporary directory and the
 #             command-line client's main job against it
-# make bench  the transfer benchmarks (bench/README.md)
+# make build  the plain optimised build (demo, benchmarks)
+# make check  the plain build's tests (a quick local loop)
+# make tsan   every test under ThreadSanitizer
+# make fuzz   the fuzz targets, each for FUZZ_SECONDS (docs/testing.md)
+# make bench  the benchmarks (bench/README.md)
+# make format the whole tree through clang-format
 
 JOBS    ?= $(shell nproc)
 CTEST   := ctest --output-on-failure --timeout 300 -j $(JOBS)
-CONFIG  := -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DZYR_WERROR=ON
+CONFIG  := -G Ninja -DZYR_WERROR=ON
 
-.PHONY: deps build check asan tsan test demo bench clean
+.PHONY: deps build check asan tsan test demo bench fuzz format clean
 
 deps:
 	@bash scripts/install-deps.sh
 
 build: deps
-	cmake -S . -B build $(CONFIG) >/dev/null
+	cmake -S . -B build $(CONFIG) -DCMAKE_BUILD_TYPE=Release >/dev/null
 	cmake --build build -j $(JOBS)
 
 check: build
@@ -37,13 +39,16 @@ tsan: deps
 	cmake --build build-tsan -j $(JOBS)
 	cd build-tsan && TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1 die_after_fork=0 suppressions=$(CURDIR)/tests/tsan.supp" $(CTEST)
 
-test: check asan
+test: asan
 
-demo: build
+demo:
 	@bash scripts/demo.sh
 
 bench: build
 	@bash bench/run.sh
 
+format:
+	git ls-files -z '*.cpp' '*.h' | xargs -0 clang-format -i
+
 clean:
-	rm -rf build build-asan build-tsan
+	rm -rf build build-asan build-tsan build-fuzz

@@ -12,7 +12,7 @@ namespace Trelan::Oku::ZYRCommon {
 
 namespace {
 
-Q_LOGGING_CATEGORY(lcSettings, "zyr.common.settings", QtInfoMsg)
+Q_LOGGING_CATEGORY(lcSettings, "zyr.common.settings", QtWarningMsg)
 
 enum class Location { Cache, Temp, Database };
 

@@ -14,7 +14,7 @@ namespace Trelan::Oku::ZYRCommon {
 
 namespace {
 
-Q_LOGGING_CATEGORY(lcFiles, "zyr.common.files", QtInfoMsg)
+Q_LOGGING_CATEGORY(lcFiles, "zyr.common.files", QtWarningMsg)
 
 const QChar Slash = QLatin1Char('/');
 

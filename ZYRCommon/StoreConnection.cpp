@@ -12,7 +12,7 @@
 
 namespace Trelan::Oku::ZYRCommon {
 
-Q_LOGGING_CATEGORY(lcStore, "zyr.common.store", QtInfoMsg)
+Q_LOGGING_CATEGORY(lcStore, "zyr.common.store", QtWarningMsg)
 
 namespace {
 

@@ -4,6 +4,6 @@
 
 namespace Trelan::Oku::ZYRService {
 
-Q_LOGGING_CATEGORY(lcService, "zyr.service", QtInfoMsg)
+Q_LOGGING_CATEGORY(lcService, "zyr.service", QtWarningMsg)
 
 } // namespace Trelan::Oku::ZYRService

@@ -7,8 +7,11 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-if [ ! -x build/apps/zyr ]; then
+# Said before anything is installed or built.
+if [ ! -f apps/CMakeLists.txt ]; then
   echo "make demo needs the command-line client (apps/zyr), which is not written yet."
   echo "Until it is, 'make test' runs the client libraries against the local server."
   exit 1
 fi
+
+make --no-print-directory build

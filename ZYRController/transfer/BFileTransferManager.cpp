@@ -17,7 +17,7 @@
 #include <algorithm>
 #include <limits>
 
-Q_LOGGING_CATEGORY(lcTransfer, "zyr.controller.transfer")
+Q_LOGGING_CATEGORY(lcTransfer, "zyr.controller.transfer", QtWarningMsg)
 
 namespace Trelan::Oku::ZYRController {
 

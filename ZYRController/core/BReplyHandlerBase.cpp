@@ -12,7 +12,7 @@
 
 namespace Trelan::Oku::ZYRController {
 
-Q_LOGGING_CATEGORY(lcReply, "zyr.controller.reply")
+Q_LOGGING_CATEGORY(lcReply, "zyr.controller.reply", QtWarningMsg)
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <QLoggingCategory>
 #include <QNetworkReply>
 
-Q_LOGGING_CATEGORY(lcDownload, "zyr.controller.transfer.download")
+Q_LOGGING_CATEGORY(lcDownload, "zyr.controller.transfer.download", QtWarningMsg)
 
 namespace Trelan::Oku::ZYRController {
 

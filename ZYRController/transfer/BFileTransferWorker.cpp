@@ -15,7 +15,7 @@
 #include <QLoggingCategory>
 #include <QTimer>
 
-Q_LOGGING_CATEGORY(lcWorker, "zyr.controller.transfer.worker")
+Q_LOGGING_CATEGORY(lcWorker, "zyr.controller.transfer.worker", QtWarningMsg)
 
 namespace Trelan::Oku::ZYRController {
 
