@@ -55,6 +55,25 @@ void splitForNumbering(const QString& name, QString& base, QString& extension)
 
 } // namespace
 
+FileUtils::NameProblem FileUtils::checkLocalName(const QString& name)
+{
+    // The longest file name Linux file systems take, in bytes as stored.
+    constexpr qsizetype MaxNameBytes = 255;
+    if (name.isEmpty())
+        return NameProblem::Empty;
+    if (name == QLatin1String(".") || name == QLatin1String(".."))
+        return NameProblem::DotName;
+    for (const QChar c : name) {
+        if (c == Slash || c == QLatin1Char('\\'))
+            return NameProblem::Separator;
+        if (c.unicode() < 0x20 || c.unicode() == 0x7f)
+            return NameProblem::ControlCharacter;
+    }
+    if (QFile::encodeName(name).size() > MaxNameBytes)
+        return NameProblem::TooLong;
+    return NameProblem::None;
+}
+
 QString FileUtils::formatPath(const QString& path)
 {
     if (path.isEmpty())

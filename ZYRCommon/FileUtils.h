@@ -15,6 +15,23 @@ class ZYRCOMMON_EXPORT FileUtils
 public:
     FileUtils() = delete;
 
+    /// Why a name that came from the server cannot become one element of a
+    /// local path. Every name from the server passes checkLocalName() before
+    /// it is joined to a local folder, so that a path built from checked
+    /// names always stays inside that folder.
+    enum class NameProblem {
+        None,
+        Empty,            ///< ""
+        DotName,          ///< "." or ".."
+        Separator,        ///< holds "/" or "\\"
+        ControlCharacter, ///< holds U+0000..U+001F or U+007F (NUL included)
+        TooLong,          ///< longer than a file name may be (255 bytes on disk)
+    };
+    /// The first problem of \a name as a local file or folder name, or
+    /// NameProblem::None when it can be used as it is.
+    static NameProblem checkLocalName(const QString& name);
+    static bool isSafeLocalName(const QString& name) { return checkLocalName(name) == NameProblem::None; }
+
     /// Normal form of a path: backslashes become "/", runs of "/" collapse to
     /// one (a leading "//" of a UNC path is kept), a trailing "/" is dropped
     /// unless the path is a root ("/", "C:/"). "." and ".." are not resolved.

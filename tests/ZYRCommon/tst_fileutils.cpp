@@ -9,6 +9,7 @@
 #include <QTest>
 
 using Trelan::Oku::ZYRCommon::FileUtils;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -33,6 +34,8 @@ class tst_FileUtils : public QObject
     Q_OBJECT
 
 private slots:
+    void checkLocalName_data();
+    void checkLocalName();
     void formatPath_data();
     void formatPath();
     void concat_data();
@@ -58,6 +61,38 @@ private slots:
     void removeFilesInDir();
     void getFileSizeInDir();
 };
+
+void tst_FileUtils::checkLocalName_data()
+{
+    using P = FileUtils::NameProblem;
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<P>("problem");
+    QTest::newRow("plain") << u"plan 2019 (final).dwg"_s << P::None;
+    QTest::newRow("dots inside") << u"a..b"_s << P::None;
+    QTest::newRow("dot file") << u".env"_s << P::None;
+    QTest::newRow("unicode") << u"应用数据"_s << P::None;
+    QTest::newRow("empty") << QString() << P::Empty;
+    QTest::newRow("dot") << u"."_s << P::DotName;
+    QTest::newRow("dot dot") << u".."_s << P::DotName;
+    QTest::newRow("parent escape") << u"../x"_s << P::Separator;
+    QTest::newRow("nested escape") << u"a/../../x"_s << P::Separator;
+    QTest::newRow("absolute") << u"/etc/passwd"_s << P::Separator;
+    QTest::newRow("backslash") << u"..\\x"_s << P::Separator;
+    QTest::newRow("nul") << u"a"_s + QChar(0) + u"b"_s << P::ControlCharacter;
+    QTest::newRow("newline") << u"a\nb"_s << P::ControlCharacter;
+    QTest::newRow("delete") << u"a"_s + QChar(0x7f) << P::ControlCharacter;
+    QTest::newRow("255 bytes") << QString(255, u'x') << P::None;
+    QTest::newRow("256 bytes") << QString(256, u'x') << P::TooLong;
+    QTest::newRow("86 three-byte characters") << QString(86, QChar(0x6587)) << P::TooLong;
+}
+
+void tst_FileUtils::checkLocalName()
+{
+    QFETCH(QString, name);
+    QFETCH(FileUtils::NameProblem, problem);
+    QCOMPARE(FileUtils::checkLocalName(name), problem);
+    QCOMPARE(FileUtils::isSafeLocalName(name), problem == FileUtils::NameProblem::None);
+}
 
 void tst_FileUtils::formatPath_data()
 {
