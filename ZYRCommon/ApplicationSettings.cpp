@@ -16,8 +16,7 @@ Q_LOGGING_CATEGORY(lcSettings, "zyr.common.settings", QtWarningMsg)
 
 enum class Location { Cache, Temp, Database };
 
-struct Overrides
-{
+struct Overrides {
     QMutex mutex;
     QString cache;
     QString temp;

@@ -13,8 +13,7 @@ namespace Trelan::Oku::ZYRCommon {
 /// client and the tests set overrides (or the environment variable
 /// ZYR_DATA_DIR, under which all three locations then lie). Each getter
 /// creates its directory when it does not exist.
-class ZYRCOMMON_EXPORT ApplicationSettings
-{
+class ZYRCOMMON_EXPORT ApplicationSettings {
 public:
     ApplicationSettings() = delete;
 

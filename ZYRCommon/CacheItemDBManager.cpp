@@ -22,21 +22,22 @@ const StoreConnection::Schema& schema()
 {
     static const StoreConnection::Schema s{
         SchemaVersion,
-        {QStringLiteral("CREATE TABLE IF NOT EXISTS cache_items ("
-                        " id TEXT PRIMARY KEY NOT NULL,"
-                        " file_id TEXT NOT NULL DEFAULT '',"
-                        " digest TEXT NOT NULL DEFAULT '',"
-                        " local_dir TEXT NOT NULL DEFAULT '',"
-                        " local_name TEXT NOT NULL DEFAULT '',"
-                        " cached_time INTEGER)"),
-         QStringLiteral("CREATE INDEX IF NOT EXISTS cache_items_file_id ON cache_items (file_id)"),
-         QStringLiteral("CREATE INDEX IF NOT EXISTS cache_items_local_dir ON cache_items (local_dir)")}};
+        { QStringLiteral("CREATE TABLE IF NOT EXISTS cache_items ("
+                         " id TEXT PRIMARY KEY NOT NULL,"
+                         " file_id TEXT NOT NULL DEFAULT '',"
+                         " digest TEXT NOT NULL DEFAULT '',"
+                         " local_dir TEXT NOT NULL DEFAULT '',"
+                         " local_name TEXT NOT NULL DEFAULT '',"
+                         " cached_time INTEGER)"),
+          QStringLiteral("CREATE INDEX IF NOT EXISTS cache_items_file_id ON cache_items (file_id)"),
+          QStringLiteral("CREATE INDEX IF NOT EXISTS cache_items_local_dir ON cache_items (local_dir)") }
+    };
     return s;
 }
 
-const QString InsertSql = QStringLiteral(
-    "INSERT OR REPLACE INTO cache_items (id, file_id, digest, local_dir, local_name, cached_time)"
-    " VALUES (?, ?, ?, ?, ?, ?)");
+const QString InsertSql
+        = QStringLiteral("INSERT OR REPLACE INTO cache_items (id, file_id, digest, local_dir, local_name, cached_time)"
+                         " VALUES (?, ?, ?, ?, ?, ?)");
 
 // A null QString would be bound as SQL NULL; the text columns hold '' instead.
 QVariant text(const QString& value)
@@ -78,8 +79,8 @@ bool nonEmpty(const QString& key, const char* what)
 
 CacheItemDBManager::CacheItemDBManager(const QString& databasePath, const QString& connectionPrefix)
     : m_databasePath(databasePath.isEmpty() ? ApplicationSettings::databaseLocation() + QStringLiteral("/cache.db")
-                                            : QFileInfo(databasePath).absoluteFilePath())
-    , m_connectionPrefix(connectionPrefix.isEmpty() ? QStringLiteral("zyr.cache") : connectionPrefix)
+                                            : QFileInfo(databasePath).absoluteFilePath()),
+      m_connectionPrefix(connectionPrefix.isEmpty() ? QStringLiteral("zyr.cache") : connectionPrefix)
 {
 }
 
@@ -115,8 +116,9 @@ bool CacheItemDBManager::insertItems(const QList<MFileCacheItem>& items)
     const QSqlDatabase db = StoreConnection::database(m_connectionPrefix, m_databasePath, schema());
     if (!db.isOpen())
         return false;
-    return StoreConnection::forEachInTransaction(db, InsertSql, "cache insert", items,
-                                                   [](QSqlQuery& query, const MFileCacheItem& item) { return insertPrepared(query, item); });
+    return StoreConnection::forEachInTransaction(
+            db, InsertSql, "cache insert", items,
+            [](QSqlQuery& query, const MFileCacheItem& item) { return insertPrepared(query, item); });
 }
 
 bool CacheItemDBManager::getCacheItems(const QString& fileId, QList<MFileCacheItem>& items)
@@ -175,8 +177,7 @@ bool CacheItemDBManager::deleteItemByFileId(const QString& fileId)
     if (!db.isOpen())
         return false;
     QSqlQuery query(db);
-    if (!StoreConnection::prepare(query, QStringLiteral("DELETE FROM cache_items WHERE file_id = ?"),
-                                  "cache delete"))
+    if (!StoreConnection::prepare(query, QStringLiteral("DELETE FROM cache_items WHERE file_id = ?"), "cache delete"))
         return false;
     query.addBindValue(fileId);
     return StoreConnection::exec(query, "cache delete");
@@ -190,8 +191,7 @@ bool CacheItemDBManager::deleteItemByLocalDir(const QString& localDir)
     if (!db.isOpen())
         return false;
     QSqlQuery query(db);
-    if (!StoreConnection::prepare(query, QStringLiteral("DELETE FROM cache_items WHERE local_dir = ?"),
-                                  "cache delete"))
+    if (!StoreConnection::prepare(query, QStringLiteral("DELETE FROM cache_items WHERE local_dir = ?"), "cache delete"))
         return false;
     query.addBindValue(localDir);
     return StoreConnection::exec(query, "cache delete");

@@ -13,8 +13,7 @@ namespace Trelan::Oku::ZYRCommon {
 
 /// SQLite store of cached local copies. Same threading and error rules as
 /// TransferItemDBManager.
-class ZYRCOMMON_EXPORT CacheItemDBManager
-{
+class ZYRCOMMON_EXPORT CacheItemDBManager {
 public:
     /// \a databasePath empty: "cache.db" in ApplicationSettings::databaseLocation().
     /// \a connectionPrefix empty: a name derived from the path.

@@ -35,7 +35,7 @@ bool isDrive(const QString& path)
 bool isRoot(const QString& formatted)
 {
     return formatted == QLatin1String("/") || formatted == QLatin1String("//")
-        || (formatted.size() == 3 && isDrive(formatted.left(2)) && formatted.at(2) == Slash);
+            || (formatted.size() == 3 && isDrive(formatted.left(2)) && formatted.at(2) == Slash);
 }
 
 // Splits a file name into the part before the extension and the extension
@@ -262,8 +262,8 @@ bool FileUtils::removeFilesInDir(const QString& dir)
     if (!info.isDir())
         return false;
     bool ok = true;
-    const QFileInfoList entries = QDir(dir).entryInfoList(
-        QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
+    const QFileInfoList entries
+            = QDir(dir).entryInfoList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
     for (const QFileInfo& entry : entries) {
         if (!deleteFileOrDir(entry.filePath()))
             ok = false;
@@ -278,8 +278,7 @@ qint64 FileUtils::getFileSizeInDir(const QString& dir)
     qint64 total = 0;
     // Links are not followed: a link back up the tree would never end, and a
     // linked file is not stored here.
-    QDirIterator it(dir, QDir::Files | QDir::Hidden | QDir::System | QDir::NoSymLinks,
-                    QDirIterator::Subdirectories);
+    QDirIterator it(dir, QDir::Files | QDir::Hidden | QDir::System | QDir::NoSymLinks, QDirIterator::Subdirectories);
     while (it.hasNext()) {
         it.next();
         total += it.fileInfo().size();

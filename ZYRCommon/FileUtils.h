@@ -10,8 +10,7 @@ namespace Trelan::Oku::ZYRCommon {
 
 /// Path and file helpers. Paths use "/" as separator throughout; "\\" in an
 /// argument is read as "/".
-class ZYRCOMMON_EXPORT FileUtils
-{
+class ZYRCOMMON_EXPORT FileUtils {
 public:
     FileUtils() = delete;
 
@@ -21,11 +20,11 @@ public:
     /// names always stays inside that folder.
     enum class NameProblem {
         None,
-        Empty,            ///< ""
-        DotName,          ///< "." or ".."
-        Separator,        ///< holds "/" or "\\"
+        Empty, ///< ""
+        DotName, ///< "." or ".."
+        Separator, ///< holds "/" or "\\"
         ControlCharacter, ///< holds U+0000..U+001F or U+007F (NUL included)
-        TooLong,          ///< longer than a file name may be (255 bytes on disk)
+        TooLong, ///< longer than a file name may be (255 bytes on disk)
     };
     /// The first problem of \a name as a local file or folder name, or
     /// NameProblem::None when it can be used as it is.
@@ -58,8 +57,8 @@ public:
     /// creating dstDir. When the target exists it is replaced if \a overwrite,
     /// else a unique name is chosen (also when a directory is in the way).
     /// Returns the name written in \a dstDir, or an empty string on failure.
-    static QString copyFile(const QString& srcDir, const QString& srcName,
-                            const QString& dstDir, const QString& dstName, bool overwrite);
+    static QString copyFile(const QString& srcDir, const QString& srcName, const QString& dstDir,
+                            const QString& dstName, bool overwrite);
     /// Removes a file, or a directory with everything in it; a symbolic link
     /// is removed, not followed. True when nothing is left at \a path (also
     /// when nothing was there); false for an empty path.

@@ -19,8 +19,7 @@ namespace {
 // The connections one thread opened. QThreadStorage deletes it while the
 // thread finishes (before QThread::wait() returns; for the main thread when
 // the application object is destroyed), which closes them.
-struct ThreadConnections
-{
+struct ThreadConnections {
     QStringList names;
 
     ~ThreadConnections()
@@ -69,10 +68,9 @@ QString StoreConnection::connectionName(const QString& prefix, const QString& pa
 {
     // The path's hash keeps names short and free of separators; the thread's
     // address tells the threads' connections apart.
-    const QByteArray pathHash =
-        QCryptographicHash::hash(path.toUtf8(), QCryptographicHash::Sha1).toHex().left(16);
+    const QByteArray pathHash = QCryptographicHash::hash(path.toUtf8(), QCryptographicHash::Sha1).toHex().left(16);
     return prefix + QLatin1Char('@') + QString::fromLatin1(pathHash) + QLatin1Char('@')
-        + QString::number(reinterpret_cast<quintptr>(QThread::currentThread()), 16);
+            + QString::number(reinterpret_cast<quintptr>(QThread::currentThread()), 16);
 }
 
 QSqlDatabase StoreConnection::database(const QString& prefix, const QString& path, const Schema& schema)
@@ -175,8 +173,8 @@ bool StoreConnection::configure(const QSqlDatabase& db, const Schema& schema)
         return false;
     const int version = current.toInt();
     if (version > schema.version) {
-        qCWarning(lcStore) << db.databaseName() << "has schema version" << version << "newer than"
-                           << schema.version << "; using it as it is";
+        qCWarning(lcStore) << db.databaseName() << "has schema version" << version << "newer than" << schema.version
+                           << "; using it as it is";
         return true;
     }
     if (version == schema.version)
@@ -187,8 +185,7 @@ bool StoreConnection::configure(const QSqlDatabase& db, const Schema& schema)
                 return false;
         }
         // PRAGMA takes no bound parameters; the version is our own integer.
-        return exec(db, QStringLiteral("PRAGMA user_version = ") + QString::number(schema.version),
-                    "schema version");
+        return exec(db, QStringLiteral("PRAGMA user_version = ") + QString::number(schema.version), "schema version");
     });
 }
 

@@ -10,7 +10,6 @@
 #include <QString>
 #include <QStringList>
 
-
 namespace Trelan::Oku::ZYRCommon {
 
 Q_DECLARE_LOGGING_CATEGORY(lcStore)
@@ -20,14 +19,12 @@ Q_DECLARE_LOGGING_CATEGORY(lcStore)
 /// use, named after the store, the file and the thread; the connection is
 /// closed and removed when that thread ends or calls release(). The stores
 /// keep no QSqlDatabase between calls.
-class StoreConnection
-{
+class StoreConnection {
 public:
     /// Busy wait of a connection for another writer, in milliseconds.
     static constexpr int BusyTimeoutMs = 15000;
 
-    struct Schema
-    {
+    struct Schema {
         /// Written to PRAGMA user_version once the statements ran.
         int version = 0;
         /// CREATE ... IF NOT EXISTS statements, run in one transaction when
@@ -70,8 +67,8 @@ public:
     /// Prepares \a sql once and runs \a step(query, item) for every element
     /// of \a items, all inside one transaction; stops at the first failure.
     template <typename List, typename Step>
-    static bool forEachInTransaction(const QSqlDatabase& db, const QString& sql, const char* what,
-                                     const List& items, Step&& step)
+    static bool forEachInTransaction(const QSqlDatabase& db, const QString& sql, const char* what, const List& items,
+                                     Step&& step)
     {
         return transaction(db, what, [&] {
             QSqlQuery query(db);

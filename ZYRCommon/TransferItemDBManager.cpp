@@ -20,24 +20,23 @@ constexpr int SchemaVersion = 1;
 
 const StoreConnection::Schema& schema()
 {
-    static const StoreConnection::Schema s{
-        SchemaVersion,
-        {QStringLiteral("CREATE TABLE IF NOT EXISTS transfer_items ("
-                        " id TEXT PRIMARY KEY NOT NULL,"
-                        " user_id TEXT NOT NULL DEFAULT '',"
-                        " file_id TEXT NOT NULL DEFAULT '',"
-                        " is_download INTEGER NOT NULL DEFAULT 0,"
-                        " local_path TEXT NOT NULL DEFAULT '',"
-                        " remote_parent_path TEXT NOT NULL DEFAULT '',"
-                        " remote_path TEXT NOT NULL DEFAULT '',"
-                        " size INTEGER NOT NULL DEFAULT 0,"
-                        " bytes_completed INTEGER NOT NULL DEFAULT 0,"
-                        " workspace_id TEXT NOT NULL DEFAULT '',"
-                        " create_time INTEGER,"
-                        " update_time INTEGER,"
-                        " status INTEGER NOT NULL DEFAULT 0)"),
-         QStringLiteral("CREATE INDEX IF NOT EXISTS transfer_items_user_status"
-                        " ON transfer_items (user_id, status)")}};
+    static const StoreConnection::Schema s{ SchemaVersion,
+                                            { QStringLiteral("CREATE TABLE IF NOT EXISTS transfer_items ("
+                                                             " id TEXT PRIMARY KEY NOT NULL,"
+                                                             " user_id TEXT NOT NULL DEFAULT '',"
+                                                             " file_id TEXT NOT NULL DEFAULT '',"
+                                                             " is_download INTEGER NOT NULL DEFAULT 0,"
+                                                             " local_path TEXT NOT NULL DEFAULT '',"
+                                                             " remote_parent_path TEXT NOT NULL DEFAULT '',"
+                                                             " remote_path TEXT NOT NULL DEFAULT '',"
+                                                             " size INTEGER NOT NULL DEFAULT 0,"
+                                                             " bytes_completed INTEGER NOT NULL DEFAULT 0,"
+                                                             " workspace_id TEXT NOT NULL DEFAULT '',"
+                                                             " create_time INTEGER,"
+                                                             " update_time INTEGER,"
+                                                             " status INTEGER NOT NULL DEFAULT 0)"),
+                                              QStringLiteral("CREATE INDEX IF NOT EXISTS transfer_items_user_status"
+                                                             " ON transfer_items (user_id, status)") } };
     return s;
 }
 
@@ -111,14 +110,14 @@ bool hasId(const MFileTransferItem* item, const char* what)
     return false;
 }
 
-const QString InsertSql = QStringLiteral(
-    "INSERT OR REPLACE INTO transfer_items (id, user_id, file_id, is_download, local_path,"
-    " remote_parent_path, remote_path, size, bytes_completed, workspace_id, create_time,"
-    " update_time, status) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
-const QString UpdateSql = QStringLiteral(
-    "UPDATE transfer_items SET user_id = ?, file_id = ?, is_download = ?, local_path = ?,"
-    " remote_parent_path = ?, remote_path = ?, size = ?, bytes_completed = ?, workspace_id = ?,"
-    " create_time = ?, update_time = ?, status = ? WHERE id = ?");
+const QString InsertSql
+        = QStringLiteral("INSERT OR REPLACE INTO transfer_items (id, user_id, file_id, is_download, local_path,"
+                         " remote_parent_path, remote_path, size, bytes_completed, workspace_id, create_time,"
+                         " update_time, status) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
+const QString UpdateSql
+        = QStringLiteral("UPDATE transfer_items SET user_id = ?, file_id = ?, is_download = ?, local_path = ?,"
+                         " remote_parent_path = ?, remote_path = ?, size = ?, bytes_completed = ?, workspace_id = ?,"
+                         " create_time = ?, update_time = ?, status = ? WHERE id = ?");
 const QString DeleteSql = QStringLiteral("DELETE FROM transfer_items WHERE id = ?");
 
 bool insertPrepared(QSqlQuery& query, const MFileTransferItem& item)
@@ -144,10 +143,9 @@ bool deletePrepared(QSqlQuery& query, const QString& id)
 } // namespace
 
 TransferItemDBManager::TransferItemDBManager(const QString& databasePath, const QString& connectionPrefix)
-    : m_databasePath(databasePath.isEmpty()
-                         ? ApplicationSettings::databaseLocation() + QStringLiteral("/transfer.db")
-                         : QFileInfo(databasePath).absoluteFilePath())
-    , m_connectionPrefix(connectionPrefix.isEmpty() ? QStringLiteral("zyr.transfer") : connectionPrefix)
+    : m_databasePath(databasePath.isEmpty() ? ApplicationSettings::databaseLocation() + QStringLiteral("/transfer.db")
+                                            : QFileInfo(databasePath).absoluteFilePath()),
+      m_connectionPrefix(connectionPrefix.isEmpty() ? QStringLiteral("zyr.transfer") : connectionPrefix)
 {
 }
 
@@ -185,8 +183,9 @@ bool TransferItemDBManager::insertItems(const QList<MFileTransferItem*>& items)
     const QSqlDatabase db = StoreConnection::database(m_connectionPrefix, m_databasePath, schema());
     if (!db.isOpen())
         return false;
-    return StoreConnection::forEachInTransaction(db, InsertSql, "transfer insert", items,
-                                                   [](QSqlQuery& query, const MFileTransferItem* item) { return insertPrepared(query, *item); });
+    return StoreConnection::forEachInTransaction(
+            db, InsertSql, "transfer insert", items,
+            [](QSqlQuery& query, const MFileTransferItem* item) { return insertPrepared(query, *item); });
 }
 
 bool TransferItemDBManager::updateItem(const MFileTransferItem* item)
@@ -211,8 +210,9 @@ bool TransferItemDBManager::updateItems(const QList<MFileTransferItem>& items)
     const QSqlDatabase db = StoreConnection::database(m_connectionPrefix, m_databasePath, schema());
     if (!db.isOpen())
         return false;
-    return StoreConnection::forEachInTransaction(db, UpdateSql, "transfer update", items,
-                                                   [](QSqlQuery& query, const MFileTransferItem& item) { return updatePrepared(query, item); });
+    return StoreConnection::forEachInTransaction(
+            db, UpdateSql, "transfer update", items,
+            [](QSqlQuery& query, const MFileTransferItem& item) { return updatePrepared(query, item); });
 }
 
 bool TransferItemDBManager::deleteItem(const MFileTransferItem* item)
@@ -238,8 +238,8 @@ bool TransferItemDBManager::deleteItems(const QList<MFileTransferItem*>& items)
     if (!db.isOpen())
         return false;
     return StoreConnection::forEachInTransaction(
-        db, DeleteSql, "transfer delete", items,
-        [](QSqlQuery& query, const MFileTransferItem* item) { return deletePrepared(query, item->getId()); });
+            db, DeleteSql, "transfer delete", items,
+            [](QSqlQuery& query, const MFileTransferItem* item) { return deletePrepared(query, item->getId()); });
 }
 
 bool TransferItemDBManager::getUnfinishedItems(const QString& userId, QList<MFileTransferItem>& items)
@@ -250,10 +250,10 @@ bool TransferItemDBManager::getUnfinishedItems(const QString& userId, QList<MFil
     QSqlQuery query(db);
     query.setForwardOnly(true);
     if (!StoreConnection::prepare(query,
-                 QStringLiteral("SELECT ") + Columns
-                     + QStringLiteral(" FROM transfer_items WHERE user_id = ? AND status <> ?"
-                                      " ORDER BY create_time, rowid"),
-                 "transfer read"))
+                                  QStringLiteral("SELECT ") + Columns
+                                          + QStringLiteral(" FROM transfer_items WHERE user_id = ? AND status <> ?"
+                                                           " ORDER BY create_time, rowid"),
+                                  "transfer read"))
         return false;
     query.addBindValue(text(userId));
     query.addBindValue(static_cast<int>(MFileTransferItem::Finished));
@@ -278,10 +278,10 @@ bool TransferItemDBManager::getFinishedItems(const QString& userId, QList<MFileT
     QSqlQuery query(db);
     query.setForwardOnly(true);
     if (!StoreConnection::prepare(query,
-                 QStringLiteral("SELECT ") + Columns
-                     + QStringLiteral(" FROM transfer_items WHERE user_id = ? AND status = ?"
-                                      " ORDER BY update_time DESC, rowid DESC LIMIT ?"),
-                 "transfer read"))
+                                  QStringLiteral("SELECT ") + Columns
+                                          + QStringLiteral(" FROM transfer_items WHERE user_id = ? AND status = ?"
+                                                           " ORDER BY update_time DESC, rowid DESC LIMIT ?"),
+                                  "transfer read"))
         return false;
     query.addBindValue(text(userId));
     query.addBindValue(static_cast<int>(MFileTransferItem::Finished));

@@ -17,8 +17,7 @@ namespace Trelan::Oku::ZYRCommon {
 /// Every operation returns false on a database error (and logs the driver's
 /// text); list writes run in one transaction, all or nothing. The store
 /// copies what it is given: the caller keeps owning its records.
-class ZYRCOMMON_EXPORT TransferItemDBManager
-{
+class ZYRCOMMON_EXPORT TransferItemDBManager {
 public:
     /// \a databasePath empty: "transfer.db" in ApplicationSettings::databaseLocation().
     /// \a connectionPrefix empty: a name derived from the path.

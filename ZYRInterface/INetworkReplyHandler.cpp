@@ -4,7 +4,7 @@
 
 namespace Trelan::Oku::ZYRInterface {
 
-INetworkReplyHandler::INetworkReplyHandler() : QObject(nullptr) {}
+INetworkReplyHandler::INetworkReplyHandler() : QObject(nullptr) { }
 
 INetworkReplyHandler::~INetworkReplyHandler() = default;
 

@@ -15,8 +15,7 @@ namespace Trelan::Oku::ZYRInterface {
 /// handler its QNetworkReply with setReply() and connects the reply's signals
 /// to the slots below; from then on the handler deletes itself. The reply is
 /// not owned by the handler until it has finished.
-class ZYRINTERFACE_EXPORT INetworkReplyHandler : public QObject
-{
+class ZYRINTERFACE_EXPORT INetworkReplyHandler : public QObject {
     Q_OBJECT
 public:
     INetworkReplyHandler();

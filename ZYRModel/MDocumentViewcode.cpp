@@ -36,7 +36,7 @@ void MDocumentViewcode::fromJson(const QJsonObject& object, MDocumentViewcode& v
 
 QJsonObject MDocumentViewcode::toJson() const
 {
-    return QJsonObject{{QStringLiteral("viewcode"), m_viewcode}, {QStringLiteral("viewURL"), m_viewURL}};
+    return QJsonObject{ { QStringLiteral("viewcode"), m_viewcode }, { QStringLiteral("viewURL"), m_viewURL } };
 }
 
 } // namespace Trelan::Oku::ZYRModel

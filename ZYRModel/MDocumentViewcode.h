@@ -11,8 +11,7 @@ namespace Trelan::Oku::ZYRModel {
 
 /// A code with which a web viewer shows a document.
 /// JSON: {"viewcode": s, "viewURL": s}
-class ZYRMODEL_EXPORT MDocumentViewcode
-{
+class ZYRMODEL_EXPORT MDocumentViewcode {
 public:
     MDocumentViewcode();
 

@@ -426,18 +426,18 @@ void MFile::fromJson(const QJsonArray& array, QList<QSharedPointer<MFile>>& file
 
 QJsonObject MFile::toJson() const
 {
-    QJsonObject object{{QStringLiteral("id"), m_id},
-                       {QStringLiteral("name"), m_fileName},
-                       {QStringLiteral("workspaceId"), m_workspaceId},
-                       {QStringLiteral("parentId"), m_parentId},
-                       {QStringLiteral("isFolder"), m_isFolder},
-                       {QStringLiteral("size"), m_size},
-                       {QStringLiteral("digest"), m_digest},
-                       {QStringLiteral("revision"), m_revisionNumber},
-                       {QStringLiteral("createTime"), Json::timeToJson(m_createTime)},
-                       {QStringLiteral("updateTime"), Json::timeToJson(m_updateTime)},
-                       {QStringLiteral("uploading"), m_isUploading},
-                       {QStringLiteral("uploadedSize"), m_uploadedSize}};
+    QJsonObject object{ { QStringLiteral("id"), m_id },
+                        { QStringLiteral("name"), m_fileName },
+                        { QStringLiteral("workspaceId"), m_workspaceId },
+                        { QStringLiteral("parentId"), m_parentId },
+                        { QStringLiteral("isFolder"), m_isFolder },
+                        { QStringLiteral("size"), m_size },
+                        { QStringLiteral("digest"), m_digest },
+                        { QStringLiteral("revision"), m_revisionNumber },
+                        { QStringLiteral("createTime"), Json::timeToJson(m_createTime) },
+                        { QStringLiteral("updateTime"), Json::timeToJson(m_updateTime) },
+                        { QStringLiteral("uploading"), m_isUploading },
+                        { QStringLiteral("uploadedSize"), m_uploadedSize } };
     if (!m_remotePathString.isEmpty())
         object.insert(QStringLiteral("path"), m_remotePathString);
     return object;

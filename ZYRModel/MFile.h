@@ -29,16 +29,15 @@ namespace Trelan::Oku::ZYRModel {
 ///   "createTime": ms, "updateTime": ms (milliseconds since the epoch, UTC),
 ///   "uploading": b, "uploadedSize": n, "path": s (the node's remote path,
 ///   "/A/B/name", present where the service reports it)}
-class ZYRMODEL_EXPORT MFile
-{
+class ZYRMODEL_EXPORT MFile {
 public:
     /// Status flags, combined in one integer.
     enum Status {
         StatusNone = 0,
-        StatusMetaLoaded = 2,        ///< metadata read from the service
-        StatusPrivilegesLoaded = 4,  ///< privileges read from the service
-        StatusChildrenLoaded = 8,    ///< children listed; a new listing may be skipped
-        StatusThumbnailLoaded = 16,  ///< thumbnail fetched; not asked for again
+        StatusMetaLoaded = 2, ///< metadata read from the service
+        StatusPrivilegesLoaded = 4, ///< privileges read from the service
+        StatusChildrenLoaded = 8, ///< children listed; a new listing may be skipped
+        StatusThumbnailLoaded = 16, ///< thumbnail fetched; not asked for again
         StatusAttributesLoaded = 32, ///< attributes known; not asked for again
     };
 

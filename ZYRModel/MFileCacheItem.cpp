@@ -68,8 +68,8 @@ void MFileCacheItem::setCachedTime(const QDateTime& time)
 
 bool MFileCacheItem::operator==(const MFileCacheItem& o) const
 {
-    return m_id == o.m_id && m_fileId == o.m_fileId && m_digest == o.m_digest
-        && m_localDir == o.m_localDir && m_localName == o.m_localName && m_cachedTime == o.m_cachedTime;
+    return m_id == o.m_id && m_fileId == o.m_fileId && m_digest == o.m_digest && m_localDir == o.m_localDir
+            && m_localName == o.m_localName && m_cachedTime == o.m_cachedTime;
 }
 
 } // namespace Trelan::Oku::ZYRModel

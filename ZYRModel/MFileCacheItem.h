@@ -10,8 +10,7 @@
 namespace Trelan::Oku::ZYRModel {
 
 /// One cached local copy of a cloud file, at the digest it had when copied.
-class ZYRMODEL_EXPORT MFileCacheItem
-{
+class ZYRMODEL_EXPORT MFileCacheItem {
 public:
     MFileCacheItem();
 

@@ -6,7 +6,6 @@ namespace Trelan::Oku::ZYRModel {
 
 MFilePath::MFilePath() = default;
 
-
 const QList<MFilePath::Item>& MFilePath::getPath() const
 {
     return m_items;

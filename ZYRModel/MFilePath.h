@@ -10,8 +10,7 @@
 namespace Trelan::Oku::ZYRModel {
 
 /// The chain of ancestors of a file, from the top folder below the root down.
-class ZYRMODEL_EXPORT MFilePath
-{
+class ZYRMODEL_EXPORT MFilePath {
 public:
     struct Item {
         QString id;

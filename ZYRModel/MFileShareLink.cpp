@@ -148,16 +148,16 @@ void MFileShareLink::fromJson(const QJsonArray& array, QList<QSharedPointer<MFil
 
 QJsonObject MFileShareLink::toJson() const
 {
-    return QJsonObject{{QStringLiteral("id"), m_id},
-                       {QStringLiteral("token"), m_token},
-                       {QStringLiteral("workspaceId"), m_workspaceId},
-                       {QStringLiteral("url"), m_url},
-                       {QStringLiteral("fileIds"), Json::toArray(m_fileIds)},
-                       {QStringLiteral("encrypt"), m_encrypt},
-                       {QStringLiteral("password"), m_password},
-                       {QStringLiteral("expireTime"), m_expireTime},
-                       {QStringLiteral("createTime"), m_createTime},
-                       {QStringLiteral("privileges"), Json::toArray(m_privileges)}};
+    return QJsonObject{ { QStringLiteral("id"), m_id },
+                        { QStringLiteral("token"), m_token },
+                        { QStringLiteral("workspaceId"), m_workspaceId },
+                        { QStringLiteral("url"), m_url },
+                        { QStringLiteral("fileIds"), Json::toArray(m_fileIds) },
+                        { QStringLiteral("encrypt"), m_encrypt },
+                        { QStringLiteral("password"), m_password },
+                        { QStringLiteral("expireTime"), m_expireTime },
+                        { QStringLiteral("createTime"), m_createTime },
+                        { QStringLiteral("privileges"), Json::toArray(m_privileges) } };
 }
 
 } // namespace Trelan::Oku::ZYRModel

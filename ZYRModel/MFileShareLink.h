@@ -17,8 +17,7 @@ namespace Trelan::Oku::ZYRModel {
 /// JSON: {"id": s, "token": s, "workspaceId": s, "url": s, "fileIds": [s],
 ///        "encrypt": b, "password": s, "expireTime": ms (0 = never),
 ///        "privileges": ["preview", "download"], "createTime": ms}
-class ZYRMODEL_EXPORT MFileShareLink
-{
+class ZYRMODEL_EXPORT MFileShareLink {
 public:
     static constexpr const char* PrivilegePreview = "preview";
     static constexpr const char* PrivilegeDownload = "download";

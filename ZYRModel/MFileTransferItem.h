@@ -13,8 +13,7 @@ namespace Trelan::Oku::ZYRModel {
 /// One upload or download of one file, as the transfer queue and its store
 /// keep it. A plain value: the queue owns its records, a worker works on a
 /// copy.
-class ZYRMODEL_EXPORT MFileTransferItem
-{
+class ZYRMODEL_EXPORT MFileTransferItem {
 public:
     enum TransferStatus {
         Waiting = 0,

@@ -62,11 +62,11 @@ void MInstallInfo::setInstallTime(const QDateTime& time)
 
 QJsonObject MInstallInfo::toJson() const
 {
-    return QJsonObject{{QStringLiteral("machineId"), m_machineId},
-                       {QStringLiteral("osName"), m_osName},
-                       {QStringLiteral("osVersion"), m_osVersion},
-                       {QStringLiteral("clientVersion"), m_clientVersion},
-                       {QStringLiteral("installTime"), Json::timeToJson(m_installTime)}};
+    return QJsonObject{ { QStringLiteral("machineId"), m_machineId },
+                        { QStringLiteral("osName"), m_osName },
+                        { QStringLiteral("osVersion"), m_osVersion },
+                        { QStringLiteral("clientVersion"), m_clientVersion },
+                        { QStringLiteral("installTime"), Json::timeToJson(m_installTime) } };
 }
 
 QString MInstallInfo::toJsonString() const

@@ -13,8 +13,7 @@ namespace Trelan::Oku::ZYRModel {
 /// What the client reports about its installation.
 /// JSON: {"machineId": s, "osName": s, "osVersion": s, "clientVersion": s,
 ///        "installTime": ms}
-class ZYRMODEL_EXPORT MInstallInfo
-{
+class ZYRMODEL_EXPORT MInstallInfo {
 public:
     MInstallInfo();
 

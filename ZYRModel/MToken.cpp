@@ -58,10 +58,10 @@ void MToken::fromJson(const QJsonObject& object, MToken& token)
 
 QJsonObject MToken::toJson() const
 {
-    return QJsonObject{{QStringLiteral("accessToken"), m_accessToken},
-                       {QStringLiteral("refreshToken"), m_refreshToken},
-                       {QStringLiteral("tokenType"), m_tokenType},
-                       {QStringLiteral("expiresIn"), m_expiresIn}};
+    return QJsonObject{ { QStringLiteral("accessToken"), m_accessToken },
+                        { QStringLiteral("refreshToken"), m_refreshToken },
+                        { QStringLiteral("tokenType"), m_tokenType },
+                        { QStringLiteral("expiresIn"), m_expiresIn } };
 }
 
 } // namespace Trelan::Oku::ZYRModel

@@ -11,8 +11,7 @@ namespace Trelan::Oku::ZYRModel {
 
 /// The session token returned by sign-in.
 /// JSON: {"accessToken": s, "refreshToken": s, "tokenType": s, "expiresIn": seconds}
-class ZYRMODEL_EXPORT MToken
-{
+class ZYRMODEL_EXPORT MToken {
 public:
     MToken();
 

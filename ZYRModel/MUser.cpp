@@ -90,12 +90,12 @@ void MUser::fromJson(const QJsonObject& object, MUser& user)
 
 QJsonObject MUser::toJson() const
 {
-    return QJsonObject{{QStringLiteral("id"), m_id},
-                       {QStringLiteral("account"), m_account},
-                       {QStringLiteral("displayName"), m_displayName},
-                       {QStringLiteral("fullName"), m_fullName},
-                       {QStringLiteral("email"), m_email},
-                       {QStringLiteral("avatarPaths"), Json::toArray(m_avatarPaths)}};
+    return QJsonObject{ { QStringLiteral("id"), m_id },
+                        { QStringLiteral("account"), m_account },
+                        { QStringLiteral("displayName"), m_displayName },
+                        { QStringLiteral("fullName"), m_fullName },
+                        { QStringLiteral("email"), m_email },
+                        { QStringLiteral("avatarPaths"), Json::toArray(m_avatarPaths) } };
 }
 
 } // namespace Trelan::Oku::ZYRModel

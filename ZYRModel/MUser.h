@@ -14,8 +14,7 @@ namespace Trelan::Oku::ZYRModel {
 /// The signed-in user.
 /// JSON: {"id": s, "account": s, "displayName": s, "fullName": s, "email": s,
 ///        "avatarPaths": [s, ...]}
-class ZYRMODEL_EXPORT MUser
-{
+class ZYRMODEL_EXPORT MUser {
 public:
     MUser();
 

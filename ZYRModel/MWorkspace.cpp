@@ -204,13 +204,13 @@ void MWorkspace::fromJson(const QJsonObject& root, QList<MWorkspace*>& workspace
 
 QJsonObject MWorkspace::toJson() const
 {
-    return QJsonObject{{QStringLiteral("id"), m_id},
-                       {QStringLiteral("name"), m_name},
-                       {QStringLiteral("isDefault"), m_isDefault},
-                       {QStringLiteral("logoUrl"), m_logoUrl},
-                       {QStringLiteral("role"), m_role},
-                       {QStringLiteral("ownerId"), m_ownerId},
-                       {QStringLiteral("createTime"), m_createTime}};
+    return QJsonObject{ { QStringLiteral("id"), m_id },
+                        { QStringLiteral("name"), m_name },
+                        { QStringLiteral("isDefault"), m_isDefault },
+                        { QStringLiteral("logoUrl"), m_logoUrl },
+                        { QStringLiteral("role"), m_role },
+                        { QStringLiteral("ownerId"), m_ownerId },
+                        { QStringLiteral("createTime"), m_createTime } };
 }
 
 } // namespace Trelan::Oku::ZYRModel

@@ -24,8 +24,7 @@ class MWorkspaceQuota;
 /// JSON (one workspace): {"id": s, "name": s, "isDefault": b, "logoUrl": s,
 ///        "role": s, "ownerId": s, "createTime": ms}
 /// JSON (the list): {"items": [workspace, ...]}
-class ZYRMODEL_EXPORT MWorkspace
-{
+class ZYRMODEL_EXPORT MWorkspace {
 public:
     MWorkspace();
     /// Copies the information (not the quota, logo, tree, favourites or links).

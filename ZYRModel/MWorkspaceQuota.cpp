@@ -58,10 +58,10 @@ void MWorkspaceQuota::fromJson(const QJsonObject& object, MWorkspaceQuota& quota
 
 QJsonObject MWorkspaceQuota::toJson() const
 {
-    return QJsonObject{{QStringLiteral("workspaceId"), m_workspaceId},
-                       {QStringLiteral("usedSize"), m_usedSize},
-                       {QStringLiteral("totalSize"), m_totalSize},
-                       {QStringLiteral("fileCount"), m_fileCount}};
+    return QJsonObject{ { QStringLiteral("workspaceId"), m_workspaceId },
+                        { QStringLiteral("usedSize"), m_usedSize },
+                        { QStringLiteral("totalSize"), m_totalSize },
+                        { QStringLiteral("fileCount"), m_fileCount } };
 }
 
 } // namespace Trelan::Oku::ZYRModel

@@ -11,8 +11,7 @@ namespace Trelan::Oku::ZYRModel {
 
 /// Storage use of one workspace.
 /// JSON: {"workspaceId": s, "usedSize": n, "totalSize": n, "fileCount": n}
-class ZYRMODEL_EXPORT MWorkspaceQuota
-{
+class ZYRMODEL_EXPORT MWorkspaceQuota {
 public:
     MWorkspaceQuota();
 

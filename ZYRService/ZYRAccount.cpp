@@ -31,7 +31,8 @@ QByteArray serverPathOf(const QString& address)
 void ZYRAccount::Login(const QString& account, const QString& password, INetworkReplyHandler* handler)
 {
     ZYRRequest request(Verb::Post, "/api/v1/auth/login");
-    request.setJsonBody(QJsonObject{{QStringLiteral("account"), account}, {QStringLiteral("password"), password}});
+    request.setJsonBody(
+            QJsonObject{ { QStringLiteral("account"), account }, { QStringLiteral("password"), password } });
     ZYRNetworkAccess::send(request, handler);
 }
 

@@ -6,7 +6,9 @@
 
 #include <QString>
 
-namespace Trelan::Oku::ZYRInterface { class INetworkReplyHandler; }
+namespace Trelan::Oku::ZYRInterface {
+class INetworkReplyHandler;
+}
 
 namespace Trelan::Oku::ZYRService {
 
@@ -15,8 +17,7 @@ using Trelan::Oku::ZYRInterface::INetworkReplyHandler;
 /// Account requests. Every function starts its request and returns at once;
 /// the answer reaches \a handler, which deletes itself when it has finished.
 /// Requests are sent on the calling thread.
-class ZYRSERVICE_EXPORT ZYRAccount
-{
+class ZYRSERVICE_EXPORT ZYRAccount {
 public:
     ZYRAccount() = delete;
 

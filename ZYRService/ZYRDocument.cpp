@@ -51,13 +51,13 @@ void ZYRDocument::GetChildFiles(const QString& token, const QString& workspaceId
                                 INetworkReplyHandler* handler, bool byPath)
 {
     ZYRNetworkAccess::send(get(token, workspacePath(workspaceId, "/children"))
-                               .addQuery(byPath ? "path" : "id", folderKey)
-                               .setLargeListing(true),
+                                   .addQuery(byPath ? "path" : "id", folderKey)
+                                   .setLargeListing(true),
                            handler);
 }
 
-void ZYRDocument::QueryAttributes(const QString& token, const QString& workspaceId, const QString& key,
-                                  bool byPath, INetworkReplyHandler* handler, const QString& attributeKey)
+void ZYRDocument::QueryAttributes(const QString& token, const QString& workspaceId, const QString& key, bool byPath,
+                                  INetworkReplyHandler* handler, const QString& attributeKey)
 {
     ZYRRequest request = get(token, workspacePath(workspaceId, "/attributes"));
     request.addQuery(byPath ? "path" : "id", key).setLargeListing(true);
@@ -70,8 +70,8 @@ void ZYRDocument::GetFileMetaById(const QString& token, const QString& workspace
                                   bool withPath, INetworkReplyHandler* handler)
 {
     ZYRNetworkAccess::send(get(token, workspacePath(workspaceId, "/meta"))
-                               .addQuery("id", fileId)
-                               .addQuery("withPath", QString::fromLatin1(boolText(withPath))),
+                                   .addQuery("id", fileId)
+                                   .addQuery("withPath", QString::fromLatin1(boolText(withPath))),
                            handler);
 }
 
@@ -115,15 +115,14 @@ void ZYRDocument::CreateFolder(const QString& token, const QString& workspaceId,
 {
     ZYRRequest request(Verb::Post, workspacePath(workspaceId, "/folders"));
     request.setBearerToken(token).setJsonBody(
-        QJsonObject{{QStringLiteral("parentId"), parentId}, {QStringLiteral("name"), folderName}});
+            QJsonObject{ { QStringLiteral("parentId"), parentId }, { QStringLiteral("name"), folderName } });
     ZYRNetworkAccess::send(request, handler);
 }
 
 void ZYRDocument::DeleteFile(const QString& token, const QString& workspaceId, const QString& fileId,
                              INetworkReplyHandler* handler)
 {
-    ZYRNetworkAccess::send(ZYRRequest(Verb::Delete, filePath(workspaceId, fileId, "")).setBearerToken(token),
-                           handler);
+    ZYRNetworkAccess::send(ZYRRequest(Verb::Delete, filePath(workspaceId, fileId, "")).setBearerToken(token), handler);
 }
 
 void ZYRDocument::CopyFile(const QString& token, const QString& workspaceId, const QString& fileId,
@@ -131,7 +130,7 @@ void ZYRDocument::CopyFile(const QString& token, const QString& workspaceId, con
 {
     ZYRRequest request(Verb::Post, filePath(workspaceId, fileId, "/copy"));
     request.setBearerToken(token).setJsonBody(
-        QJsonObject{{QStringLiteral("targetFolderId"), targetFolderId}, {QStringLiteral("move"), move}});
+            QJsonObject{ { QStringLiteral("targetFolderId"), targetFolderId }, { QStringLiteral("move"), move } });
     ZYRNetworkAccess::send(request, handler);
 }
 
@@ -139,7 +138,7 @@ void ZYRDocument::RenameFile(const QString& token, const QString& workspaceId, c
                              const QString& newName, INetworkReplyHandler* handler)
 {
     ZYRRequest request(Verb::Put, filePath(workspaceId, fileId, "/name"));
-    request.setBearerToken(token).setJsonBody(QJsonObject{{QStringLiteral("name"), newName}});
+    request.setBearerToken(token).setJsonBody(QJsonObject{ { QStringLiteral("name"), newName } });
     ZYRNetworkAccess::send(request, handler);
 }
 
@@ -152,7 +151,7 @@ void ZYRDocument::addFavoriteFile(const QString& token, const QString& workspace
     for (const QString& id : parts)
         ids.append(id);
     ZYRRequest request(Verb::Post, workspacePath(workspaceId, "/favorites"));
-    request.setBearerToken(token).setJsonBody(QJsonObject{{QStringLiteral("fileIds"), ids}});
+    request.setBearerToken(token).setJsonBody(QJsonObject{ { QStringLiteral("fileIds"), ids } });
     ZYRNetworkAccess::send(request, handler);
 }
 
@@ -160,13 +159,12 @@ void ZYRDocument::removeFavoriteFile(const QString& token, const QString& worksp
                                      INetworkReplyHandler* handler)
 {
     ZYRNetworkAccess::send(ZYRRequest(Verb::Delete, workspacePath(workspaceId, "/favorites"))
-                               .setBearerToken(token)
-                               .addQuery("fileIds", fileId),
+                                   .setBearerToken(token)
+                                   .addQuery("fileIds", fileId),
                            handler);
 }
 
-void ZYRDocument::queryFavoriteFiles(const QString& token, const QString& workspaceId,
-                                     INetworkReplyHandler* handler)
+void ZYRDocument::queryFavoriteFiles(const QString& token, const QString& workspaceId, INetworkReplyHandler* handler)
 {
     ZYRNetworkAccess::send(get(token, workspacePath(workspaceId, "/favorites")).setLargeListing(true), handler);
 }
@@ -182,11 +180,11 @@ void ZYRDocument::CreateShareLink(const QString& token, const QString& workspace
 {
     ZYRRequest request(Verb::Post, workspacePath(workspaceId, "/share-links"));
     request.setBearerToken(token).setJsonBody(QJsonObject{
-        {QStringLiteral("fileIds"), QJsonArray::fromStringList(fileIds)},
-        {QStringLiteral("encrypt"), encrypt},
-        {QStringLiteral("expireTime"), expireTime},
-        {QStringLiteral("preview"), preview},
-        {QStringLiteral("download"), download},
+            { QStringLiteral("fileIds"), QJsonArray::fromStringList(fileIds) },
+            { QStringLiteral("encrypt"), encrypt },
+            { QStringLiteral("expireTime"), expireTime },
+            { QStringLiteral("preview"), preview },
+            { QStringLiteral("download"), download },
     });
     ZYRNetworkAccess::send(request, handler);
 }
@@ -197,10 +195,10 @@ void ZYRDocument::UpdateShareLink(const QString& token, const QString& workspace
 {
     ZYRRequest request(Verb::Put, workspacePath(workspaceId, "/share-links/") + ZYRRequest::encode(linkId));
     request.setBearerToken(token).setJsonBody(QJsonObject{
-        {QStringLiteral("expireTime"), expireTime},
-        {QStringLiteral("encrypt"), encrypt},
-        {QStringLiteral("preview"), preview},
-        {QStringLiteral("download"), download},
+            { QStringLiteral("expireTime"), expireTime },
+            { QStringLiteral("encrypt"), encrypt },
+            { QStringLiteral("preview"), preview },
+            { QStringLiteral("download"), download },
     });
     ZYRNetworkAccess::send(request, handler);
 }
@@ -209,8 +207,8 @@ void ZYRDocument::RemoveShareLinks(const QString& token, const QString& workspac
                                    INetworkReplyHandler* handler)
 {
     ZYRNetworkAccess::send(ZYRRequest(Verb::Delete, workspacePath(workspaceId, "/share-links"))
-                               .setBearerToken(token)
-                               .addQuery("ids", linkIds),
+                                   .setBearerToken(token)
+                                   .addQuery("ids", linkIds),
                            handler);
 }
 
@@ -219,8 +217,8 @@ void ZYRDocument::AddAttributes(const QString& token, const QString& workspaceId
 {
     ZYRRequest request(Verb::Post, workspacePath(workspaceId, "/attributes"));
     request.setBearerToken(token).setJsonBody(QJsonObject{
-        {QStringLiteral("id"), fileId},
-        {QStringLiteral("attributes"), attributesObject(attributes)},
+            { QStringLiteral("id"), fileId },
+            { QStringLiteral("attributes"), attributesObject(attributes) },
     });
     ZYRNetworkAccess::send(request, handler);
 }
@@ -230,22 +228,22 @@ void ZYRDocument::AddAttributesByPath(const QString& token, const QString& works
 {
     ZYRRequest request(Verb::Post, workspacePath(workspaceId, "/attributes"));
     request.setBearerToken(token).setJsonBody(QJsonObject{
-        {QStringLiteral("path"), remotePath},
-        {QStringLiteral("attributes"), attributesObject(attributes)},
+            { QStringLiteral("path"), remotePath },
+            { QStringLiteral("attributes"), attributesObject(attributes) },
     });
     ZYRNetworkAccess::send(request, handler);
 }
 
-void ZYRDocument::DownloadFile(const QString& token, const QString& workspaceId, const QString& fileId,
-                               qint64 offset, qint64 length, INetworkReplyHandler* handler)
+void ZYRDocument::DownloadFile(const QString& token, const QString& workspaceId, const QString& fileId, qint64 offset,
+                               qint64 length, INetworkReplyHandler* handler)
 {
     ZYRRequest request = get(token, filePath(workspaceId, fileId, "/content"));
     // Byte ranges must mean stored bytes, so ask for no content coding even
     // from a proxy that would otherwise compress.
     request.setRawHeader("Accept-Encoding", "identity");
     if (length > 0)
-        request.setRawHeader("Range", "bytes=" + QByteArray::number(offset) + '-'
-                                          + QByteArray::number(offset + length - 1));
+        request.setRawHeader("Range",
+                             "bytes=" + QByteArray::number(offset) + '-' + QByteArray::number(offset + length - 1));
     else if (offset > 0)
         request.setRawHeader("Range", "bytes=" + QByteArray::number(offset) + '-');
     if (offset > 0)
@@ -260,11 +258,11 @@ void ZYRDocument::UploadFile(const QString& token, const QString& workspaceId, c
 {
     ZYRRequest request(Verb::Put, workspacePath(workspaceId, "/upload"));
     request.setBearerToken(token)
-        .addQuery("parentPath", remoteParentPath)
-        .addQuery("path", remotePath)
-        .addQuery("size", QString::number(size))
-        .addQuery("offset", QString::number(offset))
-        .setUploadSource(source, offset, size - offset);
+            .addQuery("parentPath", remoteParentPath)
+            .addQuery("path", remotePath)
+            .addQuery("size", QString::number(size))
+            .addQuery("offset", QString::number(offset))
+            .setUploadSource(source, offset, size - offset);
     ZYRNetworkAccess::send(request, handler);
 }
 

@@ -9,7 +9,9 @@
 #include <QString>
 
 class QIODevice;
-namespace Trelan::Oku::ZYRInterface { class INetworkReplyHandler; }
+namespace Trelan::Oku::ZYRInterface {
+class INetworkReplyHandler;
+}
 
 namespace Trelan::Oku::ZYRService {
 
@@ -17,8 +19,7 @@ using Trelan::Oku::ZYRInterface::INetworkReplyHandler;
 
 /// Document requests; see ZYRAccount for the common contract and docs/api.md
 /// for what each one sends and answers.
-class ZYRSERVICE_EXPORT ZYRDocument
-{
+class ZYRSERVICE_EXPORT ZYRDocument {
 public:
     ZYRDocument() = delete;
 
@@ -29,8 +30,8 @@ public:
     static void QueryAttributes(const QString& token, const QString& workspaceId, const QString& key, bool byPath,
                                 INetworkReplyHandler* handler, const QString& attributeKey);
     /// Metadata of a file; with \a withPath the reply carries its remote path.
-    static void GetFileMetaById(const QString& token, const QString& workspaceId, const QString& fileId,
-                                bool withPath, INetworkReplyHandler* handler);
+    static void GetFileMetaById(const QString& token, const QString& workspaceId, const QString& fileId, bool withPath,
+                                INetworkReplyHandler* handler);
     static void GetFileMetaByPath(const QString& token, const QString& workspaceId, const QString& path,
                                   INetworkReplyHandler* handler);
     /// The chain of ancestors of a file ("parents").
@@ -84,8 +85,8 @@ public:
     /// stays flat, and waits for the handler beyond that. Progress reports
     /// this reply's bytes received against the whole file's size (offset
     /// plus this reply's length; -1 when unknown).
-    static void DownloadFile(const QString& token, const QString& workspaceId, const QString& fileId,
-                             qint64 offset, qint64 length, INetworkReplyHandler* handler);
+    static void DownloadFile(const QString& token, const QString& workspaceId, const QString& fileId, qint64 offset,
+                             qint64 length, INetworkReplyHandler* handler);
     /// Uploads the bytes of \a source from \a offset to \a size into
     /// \a remotePath (the full remote path of the file) below
     /// \a remoteParentPath. \a source must stay open until the handler has

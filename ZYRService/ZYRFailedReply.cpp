@@ -14,7 +14,8 @@ ZYRFailedReply::ZYRFailedReply(QNetworkAccessManager::Operation operation, const
     setError(error, message);
     // Open, so that a handler reading the (empty) body gets no warning.
     QIODevice::open(QIODevice::ReadOnly | QIODevice::Unbuffered);
-    QMetaObject::invokeMethod(this, [this] { deliver(); }, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(
+            this, [this] { deliver(); }, Qt::QueuedConnection);
 }
 
 ZYRFailedReply::~ZYRFailedReply() = default;

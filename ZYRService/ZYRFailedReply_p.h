@@ -13,8 +13,7 @@ namespace Trelan::Oku::ZYRService {
 /// every handler ends the same way as after a network failure. abort()
 /// delivers the failure at once when it is still pending.
 /// Owned like any reply: by its manager until the handler deletes it.
-class ZYRFailedReply : public QNetworkReply
-{
+class ZYRFailedReply : public QNetworkReply {
     Q_OBJECT
 public:
     ZYRFailedReply(QNetworkAccessManager::Operation operation, const QNetworkRequest& request,

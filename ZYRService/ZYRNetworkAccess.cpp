@@ -32,10 +32,14 @@ thread_local ZYRNetworkAccess* t_access = nullptr;
 QNetworkAccessManager::Operation operationOf(ZYRRequest::Verb verb)
 {
     switch (verb) {
-    case ZYRRequest::Verb::Get: return QNetworkAccessManager::GetOperation;
-    case ZYRRequest::Verb::Post: return QNetworkAccessManager::PostOperation;
-    case ZYRRequest::Verb::Put: return QNetworkAccessManager::PutOperation;
-    case ZYRRequest::Verb::Delete: return QNetworkAccessManager::DeleteOperation;
+    case ZYRRequest::Verb::Get:
+        return QNetworkAccessManager::GetOperation;
+    case ZYRRequest::Verb::Post:
+        return QNetworkAccessManager::PostOperation;
+    case ZYRRequest::Verb::Put:
+        return QNetworkAccessManager::PutOperation;
+    case ZYRRequest::Verb::Delete:
+        return QNetworkAccessManager::DeleteOperation;
     }
     return QNetworkAccessManager::CustomOperation;
 }
@@ -82,8 +86,7 @@ void connectHandler(QNetworkReply* reply, INetworkReplyHandler* handler, qint64 
                              handler->slotDownloadProgress(received, total < 0 ? total : downloadTotalOffset + total);
                          });
     } else {
-        QObject::connect(reply, &QNetworkReply::downloadProgress, handler,
-                         &INetworkReplyHandler::slotDownloadProgress);
+        QObject::connect(reply, &QNetworkReply::downloadProgress, handler, &INetworkReplyHandler::slotDownloadProgress);
     }
     QObject::connect(reply, &QNetworkReply::uploadProgress, handler, &INetworkReplyHandler::slotUploadProgress);
 
@@ -104,8 +107,8 @@ void logFinished(QNetworkReply* reply, const QByteArray& verb)
         return;
     QObject::connect(reply, &QNetworkReply::finished, reply, [reply, verb] {
         qCDebug(lcService).nospace() << verb << ' ' << reply->url().path() << " finished: status "
-                                     << reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt()
-                                     << ", error " << reply->error();
+                                     << reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt() << ", error "
+                                     << reply->error();
     });
 }
 

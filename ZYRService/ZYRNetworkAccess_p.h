@@ -6,7 +6,9 @@
 #include <QNetworkReply>
 #include <QObject>
 
-namespace Trelan::Oku::ZYRInterface { class INetworkReplyHandler; }
+namespace Trelan::Oku::ZYRInterface {
+class INetworkReplyHandler;
+}
 
 namespace Trelan::Oku::ZYRService {
 
@@ -18,8 +20,7 @@ class ZYRRequest;
 /// destruction for the main thread) its requests still in flight are
 /// cancelled, so their handlers finish and delete themselves, and only then
 /// is the manager, with the replies it parents, destroyed.
-class ZYRNetworkAccess : public QObject
-{
+class ZYRNetworkAccess : public QObject {
     Q_OBJECT
 public:
     ~ZYRNetworkAccess() override;

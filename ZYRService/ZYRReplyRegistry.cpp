@@ -44,7 +44,7 @@ void ZYRReplyRegistry::add(QNetworkReply* reply, INetworkReplyHandler* handler)
 {
     {
         const std::lock_guard<std::mutex> locker(m_mutex);
-        m_entries.insert(reply, Entry{handler, QThread::currentThread()});
+        m_entries.insert(reply, Entry{ handler, QThread::currentThread() });
     }
     // Both without a context object, so both run directly on the reply's
     // thread; destroyed() comes before ~QObject drops posted events, which
@@ -81,7 +81,7 @@ void ZYRReplyRegistry::cancelAll()
             // destroyed() hook waits for it), and the posted call is dropped
             // if it is destroyed before the call runs.
             QMetaObject::invokeMethod(
-                reply, [this, reply] { cancelOne(reply); }, Qt::QueuedConnection);
+                    reply, [this, reply] { cancelOne(reply); }, Qt::QueuedConnection);
             ++elsewhere;
         }
     }
@@ -97,7 +97,7 @@ int ZYRReplyRegistry::cancelCurrentThread()
         const std::lock_guard<std::mutex> locker(m_mutex);
         for (auto it = m_entries.cbegin(); it != m_entries.cend(); ++it) {
             if (it->thread == current)
-                mine.append({QPointer<QNetworkReply>(it.key()), QPointer<INetworkReplyHandler>(it->handler)});
+                mine.append({ QPointer<QNetworkReply>(it.key()), QPointer<INetworkReplyHandler>(it->handler) });
         }
     }
     // Outside the mutex: cancelling finishes replies, which unregister.

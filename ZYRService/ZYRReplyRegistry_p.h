@@ -8,7 +8,9 @@
 
 class QNetworkReply;
 class QThread;
-namespace Trelan::Oku::ZYRInterface { class INetworkReplyHandler; }
+namespace Trelan::Oku::ZYRInterface {
+class INetworkReplyHandler;
+}
 
 namespace Trelan::Oku::ZYRService {
 
@@ -19,8 +21,7 @@ namespace Trelan::Oku::ZYRService {
 /// reply or handler is only ever touched on its own thread. (A std::mutex,
 /// not a QMutex: ThreadSanitizer sees through pthread mutexes only, and this
 /// is the lock that makes the cross-thread cancel safe.)
-class ZYRReplyRegistry
-{
+class ZYRReplyRegistry {
 public:
     static ZYRReplyRegistry& instance();
 
@@ -37,8 +38,7 @@ public:
     int cancelCurrentThread();
 
 private:
-    struct Entry
-    {
+    struct Entry {
         ZYRInterface::INetworkReplyHandler* handler;
         QThread* thread;
     };

@@ -30,7 +30,7 @@ QByteArray encodedPathAndQuery(const QUrl& url)
 
 } // namespace
 
-ZYRRequest::ZYRRequest(Verb verb, const QByteArray& encodedPath) : m_verb(verb), m_path(encodedPath) {}
+ZYRRequest::ZYRRequest(Verb verb, const QByteArray& encodedPath) : m_verb(verb), m_path(encodedPath) { }
 
 ZYRRequest ZYRRequest::forAddress(Verb verb, const QString& address)
 {
@@ -88,7 +88,7 @@ ZYRRequest& ZYRRequest::setBody(const QByteArray& body, const QByteArray& conten
 
 ZYRRequest& ZYRRequest::setRawHeader(const QByteArray& name, const QByteArray& value)
 {
-    m_headers.append({name, value});
+    m_headers.append({ name, value });
     return *this;
 }
 
@@ -128,10 +128,14 @@ ZYRRequest& ZYRRequest::setReadBufferSize(qint64 bytes)
 QByteArray ZYRRequest::verbName() const
 {
     switch (m_verb) {
-    case Verb::Get: return QByteArrayLiteral("GET");
-    case Verb::Post: return QByteArrayLiteral("POST");
-    case Verb::Put: return QByteArrayLiteral("PUT");
-    case Verb::Delete: return QByteArrayLiteral("DELETE");
+    case Verb::Get:
+        return QByteArrayLiteral("GET");
+    case Verb::Post:
+        return QByteArrayLiteral("POST");
+    case Verb::Put:
+        return QByteArrayLiteral("PUT");
+    case Verb::Delete:
+        return QByteArrayLiteral("DELETE");
     }
     return QByteArray();
 }
@@ -152,8 +156,7 @@ QUrl ZYRRequest::resolve(const QUrl& server, QString* problem) const
         *problem = QStringLiteral("Unusable server address: ") + server.toDisplayString();
         return QUrl();
     }
-    QByteArray full = server.adjusted(QUrl::RemoveQuery | QUrl::RemoveFragment | QUrl::StripTrailingSlash)
-                          .toEncoded();
+    QByteArray full = server.adjusted(QUrl::RemoveQuery | QUrl::RemoveFragment | QUrl::StripTrailingSlash).toEncoded();
     full += m_path;
     if (!m_query.isEmpty())
         full += (m_path.contains('?') ? '&' : '?') + m_query;

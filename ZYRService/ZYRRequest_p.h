@@ -18,8 +18,7 @@ namespace Trelan::Oku::ZYRService {
 /// route, query, token, body or upload source, redirect and progress rules.
 /// A plain value, built by the request functions and sent by
 /// ZYRNetworkAccess on the calling thread. It never owns the upload source.
-class ZYRRequest
-{
+class ZYRRequest {
 public:
     enum class Verb { Get, Post, Put, Delete };
 
@@ -68,10 +67,10 @@ public:
 
 private:
     Verb m_verb;
-    QByteArray m_path;            // encoded path and query on the server, or empty
-    QUrl m_absolute;              // used instead of m_path when valid
-    QString m_addressProblem;     // why forAddress() could not use its address
-    QByteArray m_query;           // encoded "k=v&k=v" appended to the path
+    QByteArray m_path; // encoded path and query on the server, or empty
+    QUrl m_absolute; // used instead of m_path when valid
+    QString m_addressProblem; // why forAddress() could not use its address
+    QByteArray m_query; // encoded "k=v&k=v" appended to the path
     QList<QPair<QByteArray, QByteArray>> m_headers;
     QByteArray m_body;
     QIODevice* m_uploadSource = nullptr;

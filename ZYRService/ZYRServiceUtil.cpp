@@ -15,7 +15,7 @@ namespace {
 // Read on every request from every requesting thread.
 std::mutex s_configMutex;
 QUrl s_serverUrl;
-std::atomic<int> s_requestTimeout{Defaults::RequestTimeoutMs};
+std::atomic<int> s_requestTimeout{ Defaults::RequestTimeoutMs };
 
 } // namespace
 

@@ -9,8 +9,7 @@
 namespace Trelan::Oku::ZYRService {
 
 /// Configuration of the service library and the cancel-all switch.
-class ZYRSERVICE_EXPORT ZYRServiceUtil
-{
+class ZYRSERVICE_EXPORT ZYRServiceUtil {
 public:
     ZYRServiceUtil() = delete;
 

@@ -21,9 +21,9 @@ void ZYRVersion::QueryLatestVersion(const QString& listAddress, INetworkReplyHan
 void ZYRVersion::DownloadFile(const QString& url, INetworkReplyHandler* handler)
 {
     ZYRNetworkAccess::send(ZYRRequest::forAddress(Verb::Get, url)
-                               .setFollowRedirects(true)
-                               .setRawHeader("Accept-Encoding", "identity")
-                               .setReadBufferSize(Defaults::DownloadReadBufferBytes),
+                                   .setFollowRedirects(true)
+                                   .setRawHeader("Accept-Encoding", "identity")
+                                   .setReadBufferSize(Defaults::DownloadReadBufferBytes),
                            handler);
 }
 

@@ -6,15 +6,16 @@
 
 #include <QString>
 
-namespace Trelan::Oku::ZYRInterface { class INetworkReplyHandler; }
+namespace Trelan::Oku::ZYRInterface {
+class INetworkReplyHandler;
+}
 
 namespace Trelan::Oku::ZYRService {
 
 using Trelan::Oku::ZYRInterface::INetworkReplyHandler;
 
 /// Version list and installer requests; no token is sent.
-class ZYRSERVICE_EXPORT ZYRVersion
-{
+class ZYRSERVICE_EXPORT ZYRVersion {
 public:
     ZYRVersion() = delete;
 

@@ -11,12 +11,11 @@ using Verb = ZYRRequest::Verb;
 
 void ZYRWorkspace::GetAllWorkspaces(const QString& token, INetworkReplyHandler* handler)
 {
-    ZYRNetworkAccess::send(
-        ZYRRequest(Verb::Get, "/api/v1/workspaces").setBearerToken(token).setLargeListing(true), handler);
+    ZYRNetworkAccess::send(ZYRRequest(Verb::Get, "/api/v1/workspaces").setBearerToken(token).setLargeListing(true),
+                           handler);
 }
 
-void ZYRWorkspace::GetWorkspaceQuota(const QString& token, const QString& workspaceId,
-                                     INetworkReplyHandler* handler)
+void ZYRWorkspace::GetWorkspaceQuota(const QString& token, const QString& workspaceId, INetworkReplyHandler* handler)
 {
     const QByteArray path = "/api/v1/workspaces/" + ZYRRequest::encode(workspaceId) + "/quota";
     ZYRNetworkAccess::send(ZYRRequest(Verb::Get, path).setBearerToken(token), handler);

@@ -6,15 +6,16 @@
 
 #include <QString>
 
-namespace Trelan::Oku::ZYRInterface { class INetworkReplyHandler; }
+namespace Trelan::Oku::ZYRInterface {
+class INetworkReplyHandler;
+}
 
 namespace Trelan::Oku::ZYRService {
 
 using Trelan::Oku::ZYRInterface::INetworkReplyHandler;
 
 /// Workspace requests; see ZYRAccount for the common contract.
-class ZYRSERVICE_EXPORT ZYRWorkspace
-{
+class ZYRSERVICE_EXPORT ZYRWorkspace {
 public:
     ZYRWorkspace() = delete;
 

@@ -9,20 +9,17 @@
 #include "Router.h"
 #include "ServerContext.h"
 
-AccountRoutes::AccountRoutes(ServerContext &context)
-    : m_context(context)
+AccountRoutes::AccountRoutes(ServerContext& context) : m_context(context) { }
+
+void AccountRoutes::registerOn(Router& router)
 {
+    router.post("/api/v1/auth/login", [this](ApiRequest& r) { login(r); });
+    router.get("/api/v1/users/me", [this](ApiRequest& r) { currentUser(r); });
+    router.get(R"(/api/v1/users/([^/]+)/avatar)", [this](ApiRequest& r) { avatar(r); });
+    router.get("/api/v1/auth/login-token", [this](ApiRequest& r) { loginToken(r); });
 }
 
-void AccountRoutes::registerOn(Router &router)
-{
-    router.post("/api/v1/auth/login", [this](ApiRequest &r) { login(r); });
-    router.get("/api/v1/users/me", [this](ApiRequest &r) { currentUser(r); });
-    router.get(R"(/api/v1/users/([^/]+)/avatar)", [this](ApiRequest &r) { avatar(r); });
-    router.get("/api/v1/auth/login-token", [this](ApiRequest &r) { loginToken(r); });
-}
-
-void AccountRoutes::login(ApiRequest &request)
+void AccountRoutes::login(ApiRequest& request)
 {
     const auto body = request.jsonObject();
     const std::string account = ApiRequest::stringMember(body, "account");
@@ -34,7 +31,7 @@ void AccountRoutes::login(ApiRequest &request)
     request.sendJson(ObjectJson::token(*token));
 }
 
-void AccountRoutes::currentUser(ApiRequest &request)
+void AccountRoutes::currentUser(ApiRequest& request)
 {
     const std::string userId = request.requireUser();
     Database::Transaction txn(m_context.db, false);
@@ -45,7 +42,7 @@ void AccountRoutes::currentUser(ApiRequest &request)
     request.sendJson(ObjectJson::user(*user));
 }
 
-void AccountRoutes::avatar(ApiRequest &request)
+void AccountRoutes::avatar(ApiRequest& request)
 {
     request.requireUser();
     Database::Transaction txn(m_context.db, false);
@@ -56,7 +53,7 @@ void AccountRoutes::avatar(ApiRequest &request)
     request.sendBytes(avatar->first, avatar->second);
 }
 
-void AccountRoutes::loginToken(ApiRequest &request)
+void AccountRoutes::loginToken(ApiRequest& request)
 {
     request.requireUser();
     request.sendText("lt-" + CryptoUtil::randomHex(16));

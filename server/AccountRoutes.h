@@ -7,17 +7,16 @@ class Router;
 struct ServerContext;
 
 // Sign-in, the signed-in user, avatars and one-time login tokens.
-class AccountRoutes
-{
+class AccountRoutes {
 public:
-    explicit AccountRoutes(ServerContext &context);
-    void registerOn(Router &router);
+    explicit AccountRoutes(ServerContext& context);
+    void registerOn(Router& router);
 
 private:
-    void login(ApiRequest &request);
-    void currentUser(ApiRequest &request);
-    void avatar(ApiRequest &request);
-    void loginToken(ApiRequest &request);
+    void login(ApiRequest& request);
+    void currentUser(ApiRequest& request);
+    void avatar(ApiRequest& request);
+    void loginToken(ApiRequest& request);
 
-    ServerContext &m_context;
+    ServerContext& m_context;
 };

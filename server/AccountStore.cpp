@@ -5,11 +5,11 @@
 #include "Database.h"
 
 namespace {
-const char *const UserColumns =
-    "id, account, display_name, full_name, email, password_salt, password_hash, password_iterations, "
-    "avatar IS NOT NULL, avatar_type";
+const char* const UserColumns
+        = "id, account, display_name, full_name, email, password_salt, password_hash, password_iterations, "
+          "avatar IS NOT NULL, avatar_type";
 
-UserRecord readUser(const SqlStatement &s)
+UserRecord readUser(const SqlStatement& s)
 {
     UserRecord user;
     user.id = s.columnText(0);
@@ -26,18 +26,15 @@ UserRecord readUser(const SqlStatement &s)
 }
 } // namespace
 
-AccountStore::AccountStore(Database &db)
-    : m_db(db)
-{
-}
+AccountStore::AccountStore(Database& db) : m_db(db) { }
 
-void AccountStore::insertUser(const UserRecord &user, const std::string &avatar)
+void AccountStore::insertUser(const UserRecord& user, const std::string& avatar)
 {
     auto s = m_db.prepare(
-        "INSERT INTO users(id, account, display_name, full_name, email, password_salt, password_hash, "
-        "password_iterations, avatar, avatar_type) VALUES(?,?,?,?,?,?,?,?,?,?)");
-    s.bindAll(user.id, user.account, user.displayName, user.fullName, user.email, user.passwordSalt,
-              user.passwordHash, user.passwordIterations);
+            "INSERT INTO users(id, account, display_name, full_name, email, password_salt, password_hash, "
+            "password_iterations, avatar, avatar_type) VALUES(?,?,?,?,?,?,?,?,?,?)");
+    s.bindAll(user.id, user.account, user.displayName, user.fullName, user.email, user.passwordSalt, user.passwordHash,
+              user.passwordIterations);
     if (user.hasAvatar) {
         s.bindBlob(9, avatar);
     } else {
@@ -47,7 +44,7 @@ void AccountStore::insertUser(const UserRecord &user, const std::string &avatar)
     s.run();
 }
 
-std::optional<UserRecord> AccountStore::userById(const std::string &id)
+std::optional<UserRecord> AccountStore::userById(const std::string& id)
 {
     auto s = m_db.prepare(std::string("SELECT ") + UserColumns + " FROM users WHERE id = ?");
     s.bindAll(id);
@@ -57,7 +54,7 @@ std::optional<UserRecord> AccountStore::userById(const std::string &id)
     return readUser(s);
 }
 
-std::optional<UserRecord> AccountStore::userByAccount(const std::string &account)
+std::optional<UserRecord> AccountStore::userByAccount(const std::string& account)
 {
     auto s = m_db.prepare(std::string("SELECT ") + UserColumns + " FROM users WHERE account = ?");
     s.bindAll(account);
@@ -67,7 +64,7 @@ std::optional<UserRecord> AccountStore::userByAccount(const std::string &account
     return readUser(s);
 }
 
-std::optional<std::pair<std::string, std::string>> AccountStore::avatar(const std::string &userId)
+std::optional<std::pair<std::string, std::string>> AccountStore::avatar(const std::string& userId)
 {
     auto s = m_db.prepare("SELECT avatar, avatar_type FROM users WHERE id = ? AND avatar IS NOT NULL");
     s.bindAll(userId);
@@ -77,14 +74,14 @@ std::optional<std::pair<std::string, std::string>> AccountStore::avatar(const st
     return std::make_pair(s.columnText(0), s.columnText(1));
 }
 
-void AccountStore::insertToken(const std::string &tokenHash, const std::string &userId, std::int64_t expiresAt)
+void AccountStore::insertToken(const std::string& tokenHash, const std::string& userId, std::int64_t expiresAt)
 {
     m_db.prepare("INSERT INTO tokens(token_hash, user_id, expires_at) VALUES(?,?,?)")
-        .bindAll(tokenHash, userId, expiresAt)
-        .run();
+            .bindAll(tokenHash, userId, expiresAt)
+            .run();
 }
 
-std::optional<std::string> AccountStore::userForToken(const std::string &tokenHash, std::int64_t now)
+std::optional<std::string> AccountStore::userForToken(const std::string& tokenHash, std::int64_t now)
 {
     auto s = m_db.prepare("SELECT user_id FROM tokens WHERE token_hash = ? AND expires_at > ?");
     s.bindAll(tokenHash, now);

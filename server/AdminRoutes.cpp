@@ -10,32 +10,33 @@
 using nlohmann::json;
 
 namespace {
-const Router::Options AdminJson{Router::Body::Json, false};
-const Router::Options AdminPlain{Router::Body::None, false};
+const Router::Options AdminJson{ Router::Body::Json, false };
+const Router::Options AdminPlain{ Router::Body::None, false };
 } // namespace
 
-AdminRoutes::AdminRoutes(ServerContext &context)
-    : m_context(context)
+AdminRoutes::AdminRoutes(ServerContext& context) : m_context(context) { }
+
+void AdminRoutes::registerOn(Router& router)
 {
+    router.post(
+            "/admin/faults", [this](ApiRequest& r) { addFault(r); }, AdminJson);
+    router.del(
+            "/admin/faults", [this](ApiRequest& r) { clearFaults(r); }, AdminJson);
+    router.get(
+            "/admin/faults", [this](ApiRequest& r) { listFaults(r); }, AdminPlain);
+    router.get(
+            "/admin/install-info", [this](ApiRequest& r) { installInfos(r); }, AdminPlain);
 }
 
-void AdminRoutes::registerOn(Router &router)
+void AdminRoutes::requireLoopback(ApiRequest& request)
 {
-    router.post("/admin/faults", [this](ApiRequest &r) { addFault(r); }, AdminJson);
-    router.del("/admin/faults", [this](ApiRequest &r) { clearFaults(r); }, AdminJson);
-    router.get("/admin/faults", [this](ApiRequest &r) { listFaults(r); }, AdminPlain);
-    router.get("/admin/install-info", [this](ApiRequest &r) { installInfos(r); }, AdminPlain);
-}
-
-void AdminRoutes::requireLoopback(ApiRequest &request)
-{
-    const std::string &address = request.http().remote_addr;
+    const std::string& address = request.http().remote_addr;
     if (address != "127.0.0.1" && address != "::1" && address != "::ffff:127.0.0.1") {
         throw ApiError::forbidden("admin routes answer loopback callers only");
     }
 }
 
-void AdminRoutes::addFault(ApiRequest &request)
+void AdminRoutes::addFault(ApiRequest& request)
 {
     requireLoopback(request);
     const auto body = request.jsonObject();
@@ -52,44 +53,40 @@ void AdminRoutes::addFault(ApiRequest &request)
         throw ApiError::badRequest("fault values out of range");
     }
     const std::string id = m_context.faults.add(fault);
-    request.sendJson(json{{"result", "success"}, {"id", id}});
+    request.sendJson(json{ { "result", "success" }, { "id", id } });
 }
 
-void AdminRoutes::clearFaults(ApiRequest &request)
+void AdminRoutes::clearFaults(ApiRequest& request)
 {
     requireLoopback(request);
     m_context.faults.clear();
-    request.sendJson(json{{"result", "success"}});
+    request.sendJson(json{ { "result", "success" } });
 }
 
-void AdminRoutes::listFaults(ApiRequest &request)
+void AdminRoutes::listFaults(ApiRequest& request)
 {
     requireLoopback(request);
     json items = json::array();
-    for (const auto &fault : m_context.faults.faults()) {
+    for (const auto& fault : m_context.faults.faults()) {
         json item{
-            {"id", fault.id},
-            {"method", fault.method},
-            {"pathPrefix", fault.pathPrefix},
-            {"delayMs", fault.delayMs},
-            {"status", fault.status},
-            {"hang", fault.hang},
-            {"times", fault.remaining},
+            { "id", fault.id },           { "method", fault.method }, { "pathPrefix", fault.pathPrefix },
+            { "delayMs", fault.delayMs }, { "status", fault.status }, { "hang", fault.hang },
+            { "times", fault.remaining },
         };
         if (fault.cutAfterBytes >= 0) {
             item["cutAfterBytes"] = fault.cutAfterBytes;
         }
         items.push_back(item);
     }
-    request.sendJson(json{{"items", items}});
+    request.sendJson(json{ { "items", items } });
 }
 
-void AdminRoutes::installInfos(ApiRequest &request)
+void AdminRoutes::installInfos(ApiRequest& request)
 {
     requireLoopback(request);
     json items = json::array();
     Database::Transaction txn(m_context.db, false);
-    for (const auto &entry : m_context.releases.installInfos()) {
+    for (const auto& entry : m_context.releases.installInfos()) {
         json item = json::parse(entry.first, nullptr, false);
         if (!item.is_object()) {
             item = json::object();
@@ -97,5 +94,5 @@ void AdminRoutes::installInfos(ApiRequest &request)
         item["receivedTime"] = entry.second;
         items.push_back(item);
     }
-    request.sendJson(json{{"items", items}});
+    request.sendJson(json{ { "items", items } });
 }

@@ -8,18 +8,17 @@ struct ServerContext;
 
 // Test-only routes (registered with --enable-admin): faults on demand and
 // the install reports received. Loopback callers only.
-class AdminRoutes
-{
+class AdminRoutes {
 public:
-    explicit AdminRoutes(ServerContext &context);
-    void registerOn(Router &router);
+    explicit AdminRoutes(ServerContext& context);
+    void registerOn(Router& router);
 
 private:
-    static void requireLoopback(ApiRequest &request);
-    void addFault(ApiRequest &request);
-    void clearFaults(ApiRequest &request);
-    void listFaults(ApiRequest &request);
-    void installInfos(ApiRequest &request);
+    static void requireLoopback(ApiRequest& request);
+    void addFault(ApiRequest& request);
+    void clearFaults(ApiRequest& request);
+    void listFaults(ApiRequest& request);
+    void installInfos(ApiRequest& request);
 
-    ServerContext &m_context;
+    ServerContext& m_context;
 };

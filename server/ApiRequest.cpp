@@ -10,7 +10,7 @@
 using nlohmann::json;
 
 namespace {
-bool parseDecimal(const std::string &text, std::int64_t &value)
+bool parseDecimal(const std::string& text, std::int64_t& value)
 {
     std::size_t i = 0;
     bool negative = false;
@@ -33,12 +33,9 @@ bool parseDecimal(const std::string &text, std::int64_t &value)
 }
 } // namespace
 
-ApiRequest::ApiRequest(ServerContext &context, const httplib::Request &request, httplib::Response &response,
-                       const httplib::ContentReader *reader)
-    : m_context(context)
-    , m_request(request)
-    , m_response(response)
-    , m_reader(reader)
+ApiRequest::ApiRequest(ServerContext& context, const httplib::Request& request, httplib::Response& response,
+                       const httplib::ContentReader* reader)
+    : m_context(context), m_request(request), m_response(response), m_reader(reader)
 {
 }
 
@@ -47,17 +44,17 @@ std::string ApiRequest::match(std::size_t index) const
     return index < m_request.matches.size() ? m_request.matches[index].str() : std::string();
 }
 
-bool ApiRequest::hasParam(const std::string &name) const
+bool ApiRequest::hasParam(const std::string& name) const
 {
     return m_request.has_param(name);
 }
 
-std::string ApiRequest::param(const std::string &name) const
+std::string ApiRequest::param(const std::string& name) const
 {
     return m_request.get_param_value(name);
 }
 
-std::string ApiRequest::requiredParam(const std::string &name) const
+std::string ApiRequest::requiredParam(const std::string& name) const
 {
     if (!hasParam(name)) {
         throw ApiError::badRequest("missing parameter " + name);
@@ -65,7 +62,7 @@ std::string ApiRequest::requiredParam(const std::string &name) const
     return param(name);
 }
 
-std::int64_t ApiRequest::intParam(const std::string &name) const
+std::int64_t ApiRequest::intParam(const std::string& name) const
 {
     std::int64_t value = 0;
     if (!parseDecimal(requiredParam(name), value)) {
@@ -74,7 +71,7 @@ std::int64_t ApiRequest::intParam(const std::string &name) const
     return value;
 }
 
-bool ApiRequest::boolParam(const std::string &name, bool defaultValue) const
+bool ApiRequest::boolParam(const std::string& name, bool defaultValue) const
 {
     if (!hasParam(name)) {
         return defaultValue;
@@ -139,7 +136,7 @@ void ApiRequest::readBody()
     }
     m_bodyConsumed = true;
     std::int64_t total = 0;
-    const bool complete = (*m_reader)([&](const char *data, std::size_t length) {
+    const bool complete = (*m_reader)([&](const char* data, std::size_t length) {
         total += static_cast<std::int64_t>(length);
         if (!m_bodyTooLarge && m_body.size() + length <= MaxJsonBodyBytes) {
             m_body.append(data, length);
@@ -170,7 +167,7 @@ json ApiRequest::jsonObject() const
     return value;
 }
 
-bool ApiRequest::streamBody(const httplib::ContentReceiver &receiver)
+bool ApiRequest::streamBody(const httplib::ContentReceiver& receiver)
 {
     if (!m_reader || m_bodyConsumed) {
         return false;
@@ -197,41 +194,41 @@ void ApiRequest::discardBody()
         return;
     }
     std::int64_t total = 0;
-    streamBody([&](const char *, std::size_t n) {
+    streamBody([&](const char*, std::size_t n) {
         total += static_cast<std::int64_t>(n);
         return total <= MaxDrainBytes;
     });
 }
 
-std::string ApiRequest::dump(const json &value)
+std::string ApiRequest::dump(const json& value)
 {
     return value.dump(-1, ' ', false, json::error_handler_t::replace);
 }
 
-void ApiRequest::sendJson(const json &value, int status)
+void ApiRequest::sendJson(const json& value, int status)
 {
     m_response.status = status;
     m_response.set_content(dump(value), "application/json; charset=utf-8");
 }
 
-void ApiRequest::sendBytes(const std::string &bytes, const std::string &contentType)
+void ApiRequest::sendBytes(const std::string& bytes, const std::string& contentType)
 {
     m_response.status = 200;
     m_response.set_content(bytes, contentType);
 }
 
-void ApiRequest::sendText(const std::string &text)
+void ApiRequest::sendText(const std::string& text)
 {
     m_response.status = 200;
     m_response.set_content(text, "text/plain; charset=utf-8");
 }
 
-void ApiRequest::sendError(int status, const std::string &message)
+void ApiRequest::sendError(int status, const std::string& message)
 {
     sendJson(ObjectJson::error(status, message), status);
 }
 
-std::string ApiRequest::stringMember(const json &object, const std::string &key)
+std::string ApiRequest::stringMember(const json& object, const std::string& key)
 {
     auto value = optionalString(object, key);
     if (!value) {
@@ -240,7 +237,7 @@ std::string ApiRequest::stringMember(const json &object, const std::string &key)
     return *value;
 }
 
-std::optional<std::string> ApiRequest::optionalString(const json &object, const std::string &key)
+std::optional<std::string> ApiRequest::optionalString(const json& object, const std::string& key)
 {
     auto it = object.find(key);
     if (it == object.end()) {
@@ -252,7 +249,7 @@ std::optional<std::string> ApiRequest::optionalString(const json &object, const 
     return it->get<std::string>();
 }
 
-bool ApiRequest::boolMember(const json &object, const std::string &key, std::optional<bool> fallback)
+bool ApiRequest::boolMember(const json& object, const std::string& key, std::optional<bool> fallback)
 {
     auto it = object.find(key);
     if (it == object.end()) {
@@ -267,7 +264,7 @@ bool ApiRequest::boolMember(const json &object, const std::string &key, std::opt
     return it->get<bool>();
 }
 
-std::int64_t ApiRequest::intMember(const json &object, const std::string &key, std::optional<std::int64_t> fallback)
+std::int64_t ApiRequest::intMember(const json& object, const std::string& key, std::optional<std::int64_t> fallback)
 {
     auto it = object.find(key);
     if (it == object.end()) {
@@ -282,7 +279,7 @@ std::int64_t ApiRequest::intMember(const json &object, const std::string &key, s
     return it->get<std::int64_t>();
 }
 
-std::vector<std::string> ApiRequest::stringArrayMember(const json &object, const std::string &key)
+std::vector<std::string> ApiRequest::stringArrayMember(const json& object, const std::string& key)
 {
     auto it = object.find(key);
     if (it == object.end()) {
@@ -292,7 +289,7 @@ std::vector<std::string> ApiRequest::stringArrayMember(const json &object, const
         throw ApiError::badRequest("member " + key + " must be an array");
     }
     std::vector<std::string> result;
-    for (const auto &element : *it) {
+    for (const auto& element : *it) {
         if (!element.is_string()) {
             throw ApiError::badRequest("member " + key + " must hold strings");
         }

@@ -15,8 +15,7 @@ struct ServerContext;
 // One request as a route handler sees it: parameters with the documented
 // 400 rules, the caller's identity, the body (bounded JSON or streamed) and
 // the reply helpers. Failed checks throw ApiError.
-class ApiRequest
-{
+class ApiRequest {
 public:
     static constexpr std::size_t MaxJsonBodyBytes = 1048576;
     // A rejected body up to this size is read and dropped, so the client
@@ -25,27 +24,26 @@ public:
     static constexpr std::int64_t MaxDrainBytes = 16 * 1048576;
 
     // "id=<id>" or "path=<path>", exactly one of the two.
-    struct NodeKey
-    {
+    struct NodeKey {
         bool byPath = false;
         std::string id;
         std::vector<std::string> segments;
     };
 
-    ApiRequest(ServerContext &context, const httplib::Request &request, httplib::Response &response,
-               const httplib::ContentReader *reader);
+    ApiRequest(ServerContext& context, const httplib::Request& request, httplib::Response& response,
+               const httplib::ContentReader* reader);
 
-    ServerContext &context() { return m_context; }
-    const httplib::Request &http() const { return m_request; }
-    httplib::Response &response() { return m_response; }
+    ServerContext& context() { return m_context; }
+    const httplib::Request& http() const { return m_request; }
+    httplib::Response& response() { return m_response; }
 
     // A capture group of the route pattern (1-based).
     std::string match(std::size_t index) const;
-    bool hasParam(const std::string &name) const;
-    std::string param(const std::string &name) const;
-    std::string requiredParam(const std::string &name) const;
-    std::int64_t intParam(const std::string &name) const;
-    bool boolParam(const std::string &name, bool defaultValue) const;
+    bool hasParam(const std::string& name) const;
+    std::string param(const std::string& name) const;
+    std::string requiredParam(const std::string& name) const;
+    std::int64_t intParam(const std::string& name) const;
+    bool boolParam(const std::string& name, bool defaultValue) const;
     NodeKey nodeKey() const;
 
     // The signed-in user's id; 401 otherwise.
@@ -58,39 +56,39 @@ public:
     // The body as a JSON object; 400 when too big, malformed or not an object.
     nlohmann::json jsonObject() const;
     // The raw body of a JSON route (after readBody).
-    const std::string &body() const { return m_body; }
+    const std::string& body() const { return m_body; }
     bool bodyTooLarge() const { return m_bodyTooLarge; }
 
     // Streams the body of a streaming route into `receiver`; false when
     // the body broke off (or the receiver refused it).
-    bool streamBody(const httplib::ContentReceiver &receiver);
+    bool streamBody(const httplib::ContentReceiver& receiver);
     // Reads and drops a body not consumed yet (see MaxDrainBytes).
     void discardBody();
     bool bodyPending() const { return m_reader && !m_bodyConsumed; }
     bool mustClose() const { return m_mustClose; }
     void setMustClose() { m_mustClose = true; }
 
-    void sendJson(const nlohmann::json &value, int status = 200);
-    void sendBytes(const std::string &bytes, const std::string &contentType);
-    void sendText(const std::string &text);
-    void sendError(int status, const std::string &message);
+    void sendJson(const nlohmann::json& value, int status = 200);
+    void sendBytes(const std::string& bytes, const std::string& contentType);
+    void sendText(const std::string& text);
+    void sendError(int status, const std::string& message);
 
     // Typed members of a JSON object: a missing required member or a
     // member of another type is a 400.
-    static std::string stringMember(const nlohmann::json &object, const std::string &key);
-    static std::optional<std::string> optionalString(const nlohmann::json &object, const std::string &key);
-    static bool boolMember(const nlohmann::json &object, const std::string &key, std::optional<bool> fallback = {});
-    static std::int64_t intMember(const nlohmann::json &object, const std::string &key,
+    static std::string stringMember(const nlohmann::json& object, const std::string& key);
+    static std::optional<std::string> optionalString(const nlohmann::json& object, const std::string& key);
+    static bool boolMember(const nlohmann::json& object, const std::string& key, std::optional<bool> fallback = {});
+    static std::int64_t intMember(const nlohmann::json& object, const std::string& key,
                                   std::optional<std::int64_t> fallback = {});
-    static std::vector<std::string> stringArrayMember(const nlohmann::json &object, const std::string &key);
+    static std::vector<std::string> stringArrayMember(const nlohmann::json& object, const std::string& key);
 
-    static std::string dump(const nlohmann::json &value);
+    static std::string dump(const nlohmann::json& value);
 
 private:
-    ServerContext &m_context;
-    const httplib::Request &m_request;
-    httplib::Response &m_response;
-    const httplib::ContentReader *m_reader;
+    ServerContext& m_context;
+    const httplib::Request& m_request;
+    httplib::Response& m_response;
+    const httplib::ContentReader* m_reader;
     std::string m_body;
     bool m_bodyConsumed = false;
     bool m_bodyTooLarge = false;

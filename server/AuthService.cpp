@@ -9,14 +9,12 @@
 
 #include <cctype>
 
-AuthService::AuthService(Database &db, AccountStore &accounts, std::int64_t tokenTtlSeconds)
-    : m_db(db)
-    , m_accounts(accounts)
-    , m_ttlSeconds(tokenTtlSeconds)
+AuthService::AuthService(Database& db, AccountStore& accounts, std::int64_t tokenTtlSeconds)
+    : m_db(db), m_accounts(accounts), m_ttlSeconds(tokenTtlSeconds)
 {
 }
 
-AuthService::PasswordHash AuthService::hashPassword(const std::string &password)
+AuthService::PasswordHash AuthService::hashPassword(const std::string& password)
 {
     PasswordHash result;
     result.salt = CryptoUtil::randomHex(16);
@@ -25,7 +23,7 @@ AuthService::PasswordHash AuthService::hashPassword(const std::string &password)
     return result;
 }
 
-std::optional<AuthService::IssuedToken> AuthService::signIn(const std::string &account, const std::string &password)
+std::optional<AuthService::IssuedToken> AuthService::signIn(const std::string& account, const std::string& password)
 {
     std::optional<UserRecord> user;
     {
@@ -53,7 +51,7 @@ std::optional<AuthService::IssuedToken> AuthService::signIn(const std::string &a
     return token;
 }
 
-std::optional<std::string> AuthService::authenticate(const std::string &authorization)
+std::optional<std::string> AuthService::authenticate(const std::string& authorization)
 {
     static const std::string scheme = "bearer ";
     if (authorization.size() <= scheme.size()) {
@@ -78,7 +76,7 @@ std::optional<std::string> AuthService::authenticate(const std::string &authoriz
     return m_accounts.userForToken(tokenHash(token), nowMs());
 }
 
-std::string AuthService::tokenHash(const std::string &token)
+std::string AuthService::tokenHash(const std::string& token)
 {
     return CryptoUtil::sha256Hex(token);
 }

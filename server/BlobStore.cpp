@@ -16,14 +16,14 @@
 #include <unistd.h>
 
 namespace {
-void makeDirectory(const std::string &path)
+void makeDirectory(const std::string& path)
 {
     if (::mkdir(path.c_str(), 0700) != 0 && errno != EEXIST) {
         throw std::runtime_error("cannot create " + path + ": " + std::strerror(errno));
     }
 }
 
-bool isDigest(const std::string &digest)
+bool isDigest(const std::string& digest)
 {
     if (digest.size() != 64) {
         return false;
@@ -36,7 +36,7 @@ bool isDigest(const std::string &digest)
     return true;
 }
 
-bool writeAll(int fd, const char *data, std::size_t length)
+bool writeAll(int fd, const char* data, std::size_t length)
 {
     while (length > 0) {
         const ssize_t n = ::write(fd, data, length);
@@ -53,15 +53,14 @@ bool writeAll(int fd, const char *data, std::size_t length)
 }
 } // namespace
 
-BlobStore::BlobStore(const std::string &dataDir)
-    : m_dataDir(dataDir)
+BlobStore::BlobStore(const std::string& dataDir) : m_dataDir(dataDir)
 {
     makeDirectory(m_dataDir + "/blobs");
     makeDirectory(m_dataDir + "/uploads");
     makeDirectory(m_dataDir + "/tmp");
 }
 
-std::string BlobStore::blobPath(const std::string &digest) const
+std::string BlobStore::blobPath(const std::string& digest) const
 {
     if (!isDigest(digest)) {
         throw std::runtime_error("not a digest: " + digest);
@@ -69,28 +68,28 @@ std::string BlobStore::blobPath(const std::string &digest) const
     return m_dataDir + "/blobs/" + digest.substr(0, 2) + "/" + digest;
 }
 
-std::string BlobStore::partPath(const std::string &uploadId) const
+std::string BlobStore::partPath(const std::string& uploadId) const
 {
     return m_dataDir + "/uploads/" + uploadId + ".part";
 }
 
-int BlobStore::openBlob(const std::string &digest) const
+int BlobStore::openBlob(const std::string& digest) const
 {
     return ::open(blobPath(digest).c_str(), O_RDONLY | O_CLOEXEC);
 }
 
-bool BlobStore::hasBlob(const std::string &digest) const
+bool BlobStore::hasBlob(const std::string& digest) const
 {
-    struct stat st{};
+    struct stat st { };
     return ::stat(blobPath(digest).c_str(), &st) == 0;
 }
 
-void BlobStore::removeBlob(const std::string &digest) const
+void BlobStore::removeBlob(const std::string& digest) const
 {
     ::unlink(blobPath(digest).c_str());
 }
 
-std::string BlobStore::storeGenerated(const Generator &generator, std::int64_t &size) const
+std::string BlobStore::storeGenerated(const Generator& generator, std::int64_t& size) const
 {
     const std::string tmp = m_dataDir + "/tmp/" + CryptoUtil::randomHex(8) + ".tmp";
     const int fd = ::open(tmp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
@@ -123,21 +122,21 @@ std::string BlobStore::storeGenerated(const Generator &generator, std::int64_t &
     return digest;
 }
 
-std::string BlobStore::storeBytes(const std::string &bytes) const
+std::string BlobStore::storeBytes(const std::string& bytes) const
 {
     std::size_t offset = 0;
     std::int64_t size = 0;
     return storeGenerated(
-        [&](char *buffer, std::size_t capacity) {
-            const std::size_t n = std::min(capacity, bytes.size() - offset);
-            std::memcpy(buffer, bytes.data() + offset, n);
-            offset += n;
-            return n;
-        },
-        size);
+            [&](char* buffer, std::size_t capacity) {
+                const std::size_t n = std::min(capacity, bytes.size() - offset);
+                std::memcpy(buffer, bytes.data() + offset, n);
+                offset += n;
+                return n;
+            },
+            size);
 }
 
-void BlobStore::resetPart(const std::string &uploadId) const
+void BlobStore::resetPart(const std::string& uploadId) const
 {
     const int fd = ::open(partPath(uploadId).c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
     if (fd < 0) {
@@ -146,21 +145,21 @@ void BlobStore::resetPart(const std::string &uploadId) const
     ::close(fd);
 }
 
-std::int64_t BlobStore::partSize(const std::string &uploadId) const
+std::int64_t BlobStore::partSize(const std::string& uploadId) const
 {
-    struct stat st{};
+    struct stat st { };
     if (::stat(partPath(uploadId).c_str(), &st) != 0) {
         return 0;
     }
     return static_cast<std::int64_t>(st.st_size);
 }
 
-void BlobStore::removePart(const std::string &uploadId) const
+void BlobStore::removePart(const std::string& uploadId) const
 {
     ::unlink(partPath(uploadId).c_str());
 }
 
-void BlobStore::publishPart(const std::string &uploadId, const std::string &digest) const
+void BlobStore::publishPart(const std::string& uploadId, const std::string& digest) const
 {
     const std::string target = blobPath(digest);
     makeDirectory(m_dataDir + "/blobs/" + digest.substr(0, 2));

@@ -17,27 +17,26 @@ namespace {
 std::string statusText(int status)
 {
     switch (status) {
-    case 400: return "bad request";
-    case 404: return "no such route";
-    case 405: return "method not allowed";
-    case 413: return "payload too large";
-    case 414: return "request URI too long";
-    default: return "HTTP error " + std::to_string(status);
+    case 400:
+        return "bad request";
+    case 404:
+        return "no such route";
+    case 405:
+        return "method not allowed";
+    case 413:
+        return "payload too large";
+    case 414:
+        return "request URI too long";
+    default:
+        return "HTTP error " + std::to_string(status);
     }
 }
 } // namespace
 
-CloudServer::CloudServer(const ServerOptions &options, Database &db, BlobStore &blobs)
-    : m_context(options, db, blobs)
-    , m_router(m_server, m_context)
-    , m_accountRoutes(m_context)
-    , m_workspaceRoutes(m_context)
-    , m_queryRoutes(m_context)
-    , m_changeRoutes(m_context)
-    , m_shareRoutes(m_context)
-    , m_transferRoutes(m_context)
-    , m_versionRoutes(m_context)
-    , m_adminRoutes(m_context)
+CloudServer::CloudServer(const ServerOptions& options, Database& db, BlobStore& blobs)
+    : m_context(options, db, blobs), m_router(m_server, m_context), m_accountRoutes(m_context),
+      m_workspaceRoutes(m_context), m_queryRoutes(m_context), m_changeRoutes(m_context), m_shareRoutes(m_context),
+      m_transferRoutes(m_context), m_versionRoutes(m_context), m_adminRoutes(m_context)
 {
     configure();
     m_accountRoutes.registerOn(m_router);
@@ -53,7 +52,7 @@ CloudServer::CloudServer(const ServerOptions &options, Database &db, BlobStore &
     // Last, so they match only what nothing else did: without them
     // cpp-httplib would read the whole body of a request to an unknown
     // route into memory before answering 404.
-    const auto unknown = [](ApiRequest &) { throw ApiError::notFound("no such route"); };
+    const auto unknown = [](ApiRequest&) { throw ApiError::notFound("no such route"); };
     m_router.post(".*", unknown);
     m_router.put(".*", unknown);
     m_router.del(".*", unknown);
@@ -71,55 +70,55 @@ void CloudServer::configure()
     // bounded by the Router, so cpp-httplib's own limit must not interfere.
     m_server.set_payload_max_length(std::numeric_limits<std::size_t>::max());
 
-    m_server.set_pre_routing_handler([](const httplib::Request &request, httplib::Response &) {
+    m_server.set_pre_routing_handler([](const httplib::Request& request, httplib::Response&) {
         // The Request object is a mutable local of cpp-httplib's request
         // loop. Clearing what it parsed from Range and Accept-Encoding
         // stops it from slicing replies by range on its own (downloads do
         // that themselves, everything else ignores Range) and from
         // compressing text replies: byte counts must match stored bytes.
-        auto &mutableRequest = const_cast<httplib::Request &>(request);
+        auto& mutableRequest = const_cast<httplib::Request&>(request);
         mutableRequest.ranges.clear();
         mutableRequest.headers.erase("Accept-Encoding");
         return httplib::Server::HandlerResponse::Unhandled;
     });
 
     m_server.set_error_handler(
-        httplib::Server::HandlerWithResponse([](const httplib::Request &request, httplib::Response &response) {
-            const_cast<httplib::Request &>(request).ranges.clear();
-            if (response.body.empty() && !response.content_provider_) {
-                // Errors cpp-httplib produces itself: unknown routes, bad
-                // request lines, and Range headers it cannot parse (which
-                // it answers with 416 before any route sees them).
-                int status = response.status;
-                std::string message = statusText(status);
-                if (status == 416) {
-                    status = 400;
-                    message = "unsupported Range header";
+            httplib::Server::HandlerWithResponse([](const httplib::Request& request, httplib::Response& response) {
+                const_cast<httplib::Request&>(request).ranges.clear();
+                if (response.body.empty() && !response.content_provider_) {
+                    // Errors cpp-httplib produces itself: unknown routes, bad
+                    // request lines, and Range headers it cannot parse (which
+                    // it answers with 416 before any route sees them).
+                    int status = response.status;
+                    std::string message = statusText(status);
+                    if (status == 416) {
+                        status = 400;
+                        message = "unsupported Range header";
+                    }
+                    response.status = status;
+                    response.set_content(ApiRequest::dump(ObjectJson::error(status, message)),
+                                         "application/json; charset=utf-8");
                 }
-                response.status = status;
-                response.set_content(ApiRequest::dump(ObjectJson::error(status, message)),
-                                     "application/json; charset=utf-8");
-            }
-            // Handled makes cpp-httplib set Content-Length for this body.
-            return httplib::Server::HandlerResponse::Handled;
-        }));
+                // Handled makes cpp-httplib set Content-Length for this body.
+                return httplib::Server::HandlerResponse::Handled;
+            }));
 
-    m_server.set_exception_handler([](const httplib::Request &request, httplib::Response &response,
-                                      std::exception_ptr error) {
-        try {
-            std::rethrow_exception(error);
-        } catch (const std::exception &e) {
-            Log::error(request.method + " " + request.path + ": " + e.what());
-        } catch (...) {
-            Log::error(request.method + " " + request.path + ": unknown exception");
-        }
-        response.status = 500;
-        response.set_content(ApiRequest::dump(ObjectJson::error(500, "internal server error")),
-                             "application/json; charset=utf-8");
-    });
+    m_server.set_exception_handler(
+            [](const httplib::Request& request, httplib::Response& response, std::exception_ptr error) {
+                try {
+                    std::rethrow_exception(error);
+                } catch (const std::exception& e) {
+                    Log::error(request.method + " " + request.path + ": " + e.what());
+                } catch (...) {
+                    Log::error(request.method + " " + request.path + ": unknown exception");
+                }
+                response.status = 500;
+                response.set_content(ApiRequest::dump(ObjectJson::error(500, "internal server error")),
+                                     "application/json; charset=utf-8");
+            });
 
     if (m_context.options.verbose) {
-        m_server.set_logger([](const httplib::Request &request, const httplib::Response &response) {
+        m_server.set_logger([](const httplib::Request& request, const httplib::Response& response) {
             Log::info(request.method + " " + request.path + " -> " + std::to_string(response.status));
         });
     }

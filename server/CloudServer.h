@@ -19,8 +19,7 @@
 
 // The HTTP server: cpp-httplib configured for many small and some large
 // transfers, with every route of the interface registered.
-class CloudServer
-{
+class CloudServer {
 public:
     static constexpr std::size_t MinWorkerThreads = 16;
     static constexpr std::size_t MaxWorkerThreads = 512;
@@ -30,7 +29,7 @@ public:
     static constexpr time_t WriteTimeoutSeconds = 60;
     static constexpr int StartPollMs = 5;
 
-    CloudServer(const ServerOptions &options, Database &db, BlobStore &blobs);
+    CloudServer(const ServerOptions& options, Database& db, BlobStore& blobs);
 
     // Binds the listening socket; the port, or -1 on failure.
     int bind();
@@ -54,6 +53,6 @@ private:
     TransferRoutes m_transferRoutes;
     VersionRoutes m_versionRoutes;
     AdminRoutes m_adminRoutes;
-    std::atomic<bool> m_runReturned{false};
-    std::atomic<bool> m_stopCalled{false};
+    std::atomic<bool> m_runReturned{ false };
+    std::atomic<bool> m_stopCalled{ false };
 };

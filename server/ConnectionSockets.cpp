@@ -14,15 +14,15 @@
 #include <functional>
 
 namespace {
-bool addressOf(const sockaddr_storage &addr, std::string &host, int &port)
+bool addressOf(const sockaddr_storage& addr, std::string& host, int& port)
 {
     char text[INET6_ADDRSTRLEN] = {};
     if (addr.ss_family == AF_INET) {
-        const auto *in = reinterpret_cast<const sockaddr_in *>(&addr);
+        const auto* in = reinterpret_cast<const sockaddr_in*>(&addr);
         inet_ntop(AF_INET, &in->sin_addr, text, sizeof text);
         port = ntohs(in->sin_port);
     } else if (addr.ss_family == AF_INET6) {
-        const auto *in6 = reinterpret_cast<const sockaddr_in6 *>(&addr);
+        const auto* in6 = reinterpret_cast<const sockaddr_in6*>(&addr);
         inet_ntop(AF_INET6, &in6->sin6_addr, text, sizeof text);
         port = ntohs(in6->sin6_port);
     } else {
@@ -33,31 +33,32 @@ bool addressOf(const sockaddr_storage &addr, std::string &host, int &port)
 }
 
 // Calls `visit` for each open descriptor that is a connected TCP socket.
-void forEachConnection(const std::function<bool(int fd, const std::string &peerHost, int peerPort, int localPort)> &visit)
+void forEachConnection(
+        const std::function<bool(int fd, const std::string& peerHost, int peerPort, int localPort)>& visit)
 {
-    DIR *dir = ::opendir("/proc/self/fd");
+    DIR* dir = ::opendir("/proc/self/fd");
     if (!dir) {
         return;
     }
     const int dirFd = ::dirfd(dir);
-    while (dirent *entry = ::readdir(dir)) {
-        char *end = nullptr;
+    while (dirent* entry = ::readdir(dir)) {
+        char* end = nullptr;
         const long fd = std::strtol(entry->d_name, &end, 10);
         if (end == entry->d_name || *end != '\0' || fd == dirFd) {
             continue;
         }
-        struct stat st{};
+        struct stat st { };
         if (::fstat(static_cast<int>(fd), &st) != 0 || !S_ISSOCK(st.st_mode)) {
             continue;
         }
         sockaddr_storage peer{};
         socklen_t peerLength = sizeof peer;
-        if (::getpeername(static_cast<int>(fd), reinterpret_cast<sockaddr *>(&peer), &peerLength) != 0) {
+        if (::getpeername(static_cast<int>(fd), reinterpret_cast<sockaddr*>(&peer), &peerLength) != 0) {
             continue; // listening socket or not connected
         }
         sockaddr_storage local{};
         socklen_t localLength = sizeof local;
-        if (::getsockname(static_cast<int>(fd), reinterpret_cast<sockaddr *>(&local), &localLength) != 0) {
+        if (::getsockname(static_cast<int>(fd), reinterpret_cast<sockaddr*>(&local), &localLength) != 0) {
             continue;
         }
         std::string peerHost;
@@ -75,10 +76,10 @@ void forEachConnection(const std::function<bool(int fd, const std::string &peerH
 }
 } // namespace
 
-int ConnectionSockets::find(const std::string &remoteAddress, int remotePort, int localPort)
+int ConnectionSockets::find(const std::string& remoteAddress, int remotePort, int localPort)
 {
     int found = -1;
-    forEachConnection([&](int fd, const std::string &peerHost, int peerPort, int ownPort) {
+    forEachConnection([&](int fd, const std::string& peerHost, int peerPort, int ownPort) {
         if (peerPort == remotePort && ownPort == localPort && peerHost == remoteAddress) {
             found = fd;
             return false;
@@ -108,7 +109,7 @@ void ConnectionSockets::abort(int fd)
 
 void ConnectionSockets::abortAll()
 {
-    forEachConnection([](int fd, const std::string &, int, int) {
+    forEachConnection([](int fd, const std::string&, int, int) {
         ::shutdown(fd, SHUT_RDWR);
         return true;
     });

@@ -10,11 +10,10 @@
 // connections at once instead of after their timeout. The only sockets in
 // this process are the server's, so they are found by address among the
 // process's open descriptors.
-class ConnectionSockets
-{
+class ConnectionSockets {
 public:
     // The connected socket with this peer address/port and local port, or -1.
-    static int find(const std::string &remoteAddress, int remotePort, int localPort);
+    static int find(const std::string& remoteAddress, int remotePort, int localPort);
     // True once the peer has closed or reset the connection.
     static bool peerClosed(int fd);
     // Ends the connection in both directions; the server then fails to

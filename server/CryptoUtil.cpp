@@ -10,7 +10,7 @@
 #include <vector>
 
 namespace {
-void fillRandom(unsigned char *buffer, std::size_t length)
+void fillRandom(unsigned char* buffer, std::size_t length)
 {
     if (RAND_bytes(buffer, static_cast<int>(length)) != 1) {
         throw std::runtime_error("RAND_bytes failed");
@@ -45,7 +45,7 @@ std::string CryptoUtil::randomHex(std::size_t byteCount)
     return toHex(bytes.data(), bytes.size());
 }
 
-std::string CryptoUtil::randomString(const std::string &alphabet, std::size_t length)
+std::string CryptoUtil::randomString(const std::string& alphabet, std::size_t length)
 {
     std::string result;
     result.reserve(length);
@@ -61,7 +61,7 @@ std::string CryptoUtil::randomString(const std::string &alphabet, std::size_t le
     return result;
 }
 
-std::string CryptoUtil::sha256Hex(const std::string &data)
+std::string CryptoUtil::sha256Hex(const std::string& data)
 {
     unsigned char digest[EVP_MAX_MD_SIZE];
     unsigned int length = 0;
@@ -71,7 +71,7 @@ std::string CryptoUtil::sha256Hex(const std::string &data)
     return toHex(digest, length);
 }
 
-std::string CryptoUtil::toHex(const unsigned char *data, std::size_t length)
+std::string CryptoUtil::toHex(const unsigned char* data, std::size_t length)
 {
     static const char digits[] = "0123456789abcdef";
     std::string out;
@@ -83,23 +83,24 @@ std::string CryptoUtil::toHex(const unsigned char *data, std::size_t length)
     return out;
 }
 
-std::string CryptoUtil::pbkdf2Hex(const std::string &password, const std::string &salt, int iterations)
+std::string CryptoUtil::pbkdf2Hex(const std::string& password, const std::string& salt, int iterations)
 {
     unsigned char key[32];
     if (PKCS5_PBKDF2_HMAC(password.data(), static_cast<int>(password.size()),
-                          reinterpret_cast<const unsigned char *>(salt.data()), static_cast<int>(salt.size()),
-                          iterations, EVP_sha256(), sizeof key, key) != 1) {
+                          reinterpret_cast<const unsigned char*>(salt.data()), static_cast<int>(salt.size()),
+                          iterations, EVP_sha256(), sizeof key, key)
+        != 1) {
         throw std::runtime_error("PKCS5_PBKDF2_HMAC failed");
     }
     return toHex(key, sizeof key);
 }
 
-bool CryptoUtil::constantTimeEquals(const std::string &a, const std::string &b)
+bool CryptoUtil::constantTimeEquals(const std::string& a, const std::string& b)
 {
     return a.size() == b.size() && CRYPTO_memcmp(a.data(), b.data(), a.size()) == 0;
 }
 
-std::optional<std::string> CryptoUtil::base64Decode(const std::string &text)
+std::optional<std::string> CryptoUtil::base64Decode(const std::string& text)
 {
     if (text.size() % 4 != 0) {
         return std::nullopt;
@@ -125,7 +126,8 @@ std::optional<std::string> CryptoUtil::base64Decode(const std::string &text)
                 return std::nullopt;
             }
         }
-        const unsigned triple = (unsigned(v[0]) << 18) | (unsigned(v[1]) << 12) | (unsigned(v[2]) << 6) | unsigned(v[3]);
+        const unsigned triple
+                = (unsigned(v[0]) << 18) | (unsigned(v[1]) << 12) | (unsigned(v[2]) << 6) | unsigned(v[3]);
         out.push_back(static_cast<char>((triple >> 16) & 0xff));
         if (padding < 2) {
             out.push_back(static_cast<char>((triple >> 8) & 0xff));

@@ -10,7 +10,7 @@ namespace {
 constexpr int BusyTimeoutMs = 5000;
 constexpr int SchemaVersion = 1;
 
-const char *const Schema = R"sql(
+const char* const Schema = R"sql(
 CREATE TABLE IF NOT EXISTS meta(key TEXT PRIMARY KEY, value TEXT NOT NULL);
 CREATE TABLE IF NOT EXISTS users(
   seq INTEGER PRIMARY KEY AUTOINCREMENT,
@@ -102,9 +102,7 @@ CREATE TABLE IF NOT EXISTS installers(
 )sql";
 } // namespace
 
-Database::Transaction::Transaction(Database &db, bool write)
-    : m_db(db)
-    , m_lock(db.m_mutex)
+Database::Transaction::Transaction(Database& db, bool write) : m_db(db), m_lock(db.m_mutex)
 {
     // IMMEDIATE takes the write lock up front, so a second process on the
     // same file waits in busy_timeout instead of failing half-way.
@@ -116,7 +114,7 @@ Database::Transaction::~Transaction()
     if (m_open) {
         try {
             m_db.exec("ROLLBACK");
-        } catch (const DatabaseError &e) {
+        } catch (const DatabaseError& e) {
             Log::error(std::string("rollback failed: ") + e.what());
         }
     }
@@ -128,7 +126,7 @@ void Database::Transaction::commit()
     m_open = false;
 }
 
-Database::Database(const std::string &path)
+Database::Database(const std::string& path)
 {
     const int rc = sqlite3_open_v2(path.c_str(), &m_db,
                                    SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX, nullptr);
@@ -147,7 +145,7 @@ Database::Database(const std::string &path)
 
 Database::~Database()
 {
-    for (auto &entry : m_statements) {
+    for (auto& entry : m_statements) {
         sqlite3_finalize(entry.second);
     }
     if (m_db) {
@@ -155,11 +153,11 @@ Database::~Database()
     }
 }
 
-SqlStatement Database::prepare(const std::string &sql)
+SqlStatement Database::prepare(const std::string& sql)
 {
     auto it = m_statements.find(sql);
     if (it == m_statements.end()) {
-        sqlite3_stmt *statement = nullptr;
+        sqlite3_stmt* statement = nullptr;
         if (sqlite3_prepare_v3(m_db, sql.c_str(), -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr) != SQLITE_OK) {
             throw DatabaseError(std::string(sqlite3_errmsg(m_db)) + " in: " + sql);
         }
@@ -168,9 +166,9 @@ SqlStatement Database::prepare(const std::string &sql)
     return SqlStatement(m_db, it->second);
 }
 
-void Database::exec(const std::string &sql)
+void Database::exec(const std::string& sql)
 {
-    char *error = nullptr;
+    char* error = nullptr;
     if (sqlite3_exec(m_db, sql.c_str(), nullptr, nullptr, &error) != SQLITE_OK) {
         const std::string message = error ? error : "unknown error";
         sqlite3_free(error);
@@ -178,7 +176,7 @@ void Database::exec(const std::string &sql)
     }
 }
 
-std::int64_t Database::nextCounter(const std::string &name)
+std::int64_t Database::nextCounter(const std::string& name)
 {
     const std::string key = "counter." + name;
     const std::string current = metaValue(key);
@@ -187,18 +185,18 @@ std::int64_t Database::nextCounter(const std::string &name)
     return next;
 }
 
-std::string Database::metaValue(const std::string &key)
+std::string Database::metaValue(const std::string& key)
 {
     auto statement = prepare("SELECT value FROM meta WHERE key = ?");
     statement.bindAll(key);
     return statement.step() ? statement.columnText(0) : std::string();
 }
 
-void Database::setMetaValue(const std::string &key, const std::string &value)
+void Database::setMetaValue(const std::string& key, const std::string& value)
 {
     prepare("INSERT INTO meta(key, value) VALUES(?, ?) ON CONFLICT(key) DO UPDATE SET value = excluded.value")
-        .bindAll(key, value)
-        .run();
+            .bindAll(key, value)
+            .run();
 }
 
 void Database::createSchema()

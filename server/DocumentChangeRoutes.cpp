@@ -17,7 +17,7 @@
 using nlohmann::json;
 
 namespace {
-void requireValidName(const std::string &name)
+void requireValidName(const std::string& name)
 {
     if (!RemotePath::isValidName(name)) {
         throw ApiError::badRequest("invalid name");
@@ -25,21 +25,18 @@ void requireValidName(const std::string &name)
 }
 } // namespace
 
-DocumentChangeRoutes::DocumentChangeRoutes(ServerContext &context)
-    : m_context(context)
+DocumentChangeRoutes::DocumentChangeRoutes(ServerContext& context) : m_context(context) { }
+
+void DocumentChangeRoutes::registerOn(Router& router)
 {
+    router.post(R"(/api/v1/workspaces/([^/]+)/folders)", [this](ApiRequest& r) { createFolder(r); });
+    router.del(R"(/api/v1/workspaces/([^/]+)/files/([^/]*))", [this](ApiRequest& r) { remove(r); });
+    router.post(R"(/api/v1/workspaces/([^/]+)/files/([^/]*)/copy)", [this](ApiRequest& r) { copy(r); });
+    router.put(R"(/api/v1/workspaces/([^/]+)/files/([^/]*)/name)", [this](ApiRequest& r) { rename(r); });
+    router.post(R"(/api/v1/workspaces/([^/]+)/attributes)", [this](ApiRequest& r) { addAttributes(r); });
 }
 
-void DocumentChangeRoutes::registerOn(Router &router)
-{
-    router.post(R"(/api/v1/workspaces/([^/]+)/folders)", [this](ApiRequest &r) { createFolder(r); });
-    router.del(R"(/api/v1/workspaces/([^/]+)/files/([^/]*))", [this](ApiRequest &r) { remove(r); });
-    router.post(R"(/api/v1/workspaces/([^/]+)/files/([^/]*)/copy)", [this](ApiRequest &r) { copy(r); });
-    router.put(R"(/api/v1/workspaces/([^/]+)/files/([^/]*)/name)", [this](ApiRequest &r) { rename(r); });
-    router.post(R"(/api/v1/workspaces/([^/]+)/attributes)", [this](ApiRequest &r) { addAttributes(r); });
-}
-
-void DocumentChangeRoutes::createFolder(ApiRequest &request)
+void DocumentChangeRoutes::createFolder(ApiRequest& request)
 {
     const std::string userId = request.requireUser();
     const auto body = request.jsonObject();
@@ -70,7 +67,7 @@ void DocumentChangeRoutes::createFolder(ApiRequest &request)
     request.sendJson(ObjectJson::file(folder, path));
 }
 
-void DocumentChangeRoutes::remove(ApiRequest &request)
+void DocumentChangeRoutes::remove(ApiRequest& request)
 {
     const std::string userId = request.requireUser();
     std::vector<std::string> uploadIds;
@@ -89,13 +86,13 @@ void DocumentChangeRoutes::remove(ApiRequest &request)
         // of these blobs between the check and the removal.
         tree.removeUnreferencedBlobs(digests);
     }
-    for (const auto &uploadId : uploadIds) {
+    for (const auto& uploadId : uploadIds) {
         m_context.blobs.removePart(uploadId);
     }
-    request.sendJson(json{{"successItems", json::array({id})}, {"failedItems", json::array()}});
+    request.sendJson(json{ { "successItems", json::array({ id }) }, { "failedItems", json::array() } });
 }
 
-void DocumentChangeRoutes::copy(ApiRequest &request)
+void DocumentChangeRoutes::copy(ApiRequest& request)
 {
     const std::string userId = request.requireUser();
     const auto body = request.jsonObject();
@@ -131,10 +128,10 @@ void DocumentChangeRoutes::copy(ApiRequest &request)
     const std::string path = tree.pathOf(result);
     txn.commit();
     request.sendJson(ObjectJson::envelope(
-        json{{"success", json::array({ObjectJson::file(result, path)})}, {"failed", json::array()}}));
+            json{ { "success", json::array({ ObjectJson::file(result, path) }) }, { "failed", json::array() } }));
 }
 
-void DocumentChangeRoutes::rename(ApiRequest &request)
+void DocumentChangeRoutes::rename(ApiRequest& request)
 {
     const std::string userId = request.requireUser();
     const auto body = request.jsonObject();
@@ -161,7 +158,7 @@ void DocumentChangeRoutes::rename(ApiRequest &request)
     request.sendJson(ObjectJson::envelope(ObjectJson::file(node, path)));
 }
 
-void DocumentChangeRoutes::addAttributes(ApiRequest &request)
+void DocumentChangeRoutes::addAttributes(ApiRequest& request)
 {
     const std::string userId = request.requireUser();
     const auto body = request.jsonObject();
@@ -197,7 +194,7 @@ void DocumentChangeRoutes::addAttributes(ApiRequest &request)
     const auto access = WorkspaceAccess::require(m_context, request.match(1), userId, Privilege::Update);
     FileTree tree(m_context, access.workspace);
     const NodeRecord node = path ? tree.requireByPath(segments) : tree.requireById(*id);
-    for (const auto &pair : pairs) {
+    for (const auto& pair : pairs) {
         m_context.nodes.setAttribute(node.id, pair.first, pair.second);
     }
     txn.commit();

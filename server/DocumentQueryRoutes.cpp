@@ -16,30 +16,27 @@
 using nlohmann::json;
 
 namespace {
-NodeRecord resolve(FileTree &tree, const ApiRequest::NodeKey &key)
+NodeRecord resolve(FileTree& tree, const ApiRequest::NodeKey& key)
 {
     return key.byPath ? tree.requireByPath(key.segments) : tree.requireById(key.id);
 }
 } // namespace
 
-DocumentQueryRoutes::DocumentQueryRoutes(ServerContext &context)
-    : m_context(context)
+DocumentQueryRoutes::DocumentQueryRoutes(ServerContext& context) : m_context(context) { }
+
+void DocumentQueryRoutes::registerOn(Router& router)
 {
+    router.get(R"(/api/v1/workspaces/([^/]+)/children)", [this](ApiRequest& r) { children(r); });
+    router.get(R"(/api/v1/workspaces/([^/]+)/attributes)", [this](ApiRequest& r) { attributes(r); });
+    router.get(R"(/api/v1/workspaces/([^/]+)/meta)", [this](ApiRequest& r) { meta(r); });
+    router.get(R"(/api/v1/workspaces/([^/]+)/parents)", [this](ApiRequest& r) { parents(r); });
+    router.get("/api/v1/files/path", [this](ApiRequest& r) { pathById(r); });
+    router.get(R"(/api/v1/workspaces/([^/]+)/privileges)", [this](ApiRequest& r) { privileges(r); });
+    router.get(R"(/api/v1/workspaces/([^/]+)/thumbnail)", [this](ApiRequest& r) { thumbnail(r); });
+    router.get(R"(/api/v1/workspaces/([^/]+)/viewcode)", [this](ApiRequest& r) { viewCode(r); });
 }
 
-void DocumentQueryRoutes::registerOn(Router &router)
-{
-    router.get(R"(/api/v1/workspaces/([^/]+)/children)", [this](ApiRequest &r) { children(r); });
-    router.get(R"(/api/v1/workspaces/([^/]+)/attributes)", [this](ApiRequest &r) { attributes(r); });
-    router.get(R"(/api/v1/workspaces/([^/]+)/meta)", [this](ApiRequest &r) { meta(r); });
-    router.get(R"(/api/v1/workspaces/([^/]+)/parents)", [this](ApiRequest &r) { parents(r); });
-    router.get("/api/v1/files/path", [this](ApiRequest &r) { pathById(r); });
-    router.get(R"(/api/v1/workspaces/([^/]+)/privileges)", [this](ApiRequest &r) { privileges(r); });
-    router.get(R"(/api/v1/workspaces/([^/]+)/thumbnail)", [this](ApiRequest &r) { thumbnail(r); });
-    router.get(R"(/api/v1/workspaces/([^/]+)/viewcode)", [this](ApiRequest &r) { viewCode(r); });
-}
-
-void DocumentQueryRoutes::children(ApiRequest &request)
+void DocumentQueryRoutes::children(ApiRequest& request)
 {
     const std::string userId = request.requireUser();
     const auto key = request.nodeKey();
@@ -52,18 +49,18 @@ void DocumentQueryRoutes::children(ApiRequest &request)
     }
     const std::string folderPath = tree.pathOf(folder);
     json items = json::array();
-    for (const auto &child : m_context.nodes.children(access.workspace.id, folder.id)) {
+    for (const auto& child : m_context.nodes.children(access.workspace.id, folder.id)) {
         items.push_back(ObjectJson::file(child, RemotePath::child(folderPath, child.name)));
     }
     // Two client handlers read this reply, one from root "items" and one
     // from "data.items", so the list goes out twice.
     json reply = ObjectJson::success();
     reply["items"] = items;
-    reply["data"] = json{{"folder", ObjectJson::file(folder, folderPath)}, {"items", items}};
+    reply["data"] = json{ { "folder", ObjectJson::file(folder, folderPath) }, { "items", items } };
     request.sendJson(reply);
 }
 
-void DocumentQueryRoutes::attributes(ApiRequest &request)
+void DocumentQueryRoutes::attributes(ApiRequest& request)
 {
     const std::string userId = request.requireUser();
     const auto key = request.nodeKey();
@@ -73,15 +70,15 @@ void DocumentQueryRoutes::attributes(ApiRequest &request)
     FileTree tree(m_context, access.workspace);
     const NodeRecord node = resolve(tree, key);
     json data = json::array();
-    for (const auto &attribute : m_context.nodes.attributes(node.id)) {
+    for (const auto& attribute : m_context.nodes.attributes(node.id)) {
         if (attributeKey.empty() || attribute.first == attributeKey) {
-            data.push_back(json{{"key", attribute.first}, {"value", attribute.second}});
+            data.push_back(json{ { "key", attribute.first }, { "value", attribute.second } });
         }
     }
     request.sendJson(ObjectJson::envelope(data));
 }
 
-void DocumentQueryRoutes::meta(ApiRequest &request)
+void DocumentQueryRoutes::meta(ApiRequest& request)
 {
     const std::string userId = request.requireUser();
     const auto key = request.nodeKey();
@@ -93,7 +90,7 @@ void DocumentQueryRoutes::meta(ApiRequest &request)
     if (!key.byPath) {
         const NodeRecord node = tree.requireById(key.id);
         request.sendJson(ObjectJson::envelope(
-            ObjectJson::file(node, withPath ? std::optional<std::string>(tree.pathOf(node)) : std::nullopt)));
+                ObjectJson::file(node, withPath ? std::optional<std::string>(tree.pathOf(node)) : std::nullopt)));
         return;
     }
 
@@ -108,14 +105,14 @@ void DocumentQueryRoutes::meta(ApiRequest &request)
         const bool streaming = stream && stream->uploadId == upload->id;
         const std::int64_t held = streaming ? stream->held.load() : m_context.blobs.partSize(upload->id);
         request.sendJson(ObjectJson::envelope(
-            ObjectJson::unfinishedUpload(*upload, key.segments.back(), parentId, streaming, held)));
+                ObjectJson::unfinishedUpload(*upload, key.segments.back(), parentId, streaming, held)));
         return;
     }
     const NodeRecord node = tree.requireByPath(key.segments);
     request.sendJson(ObjectJson::envelope(ObjectJson::file(node, path)));
 }
 
-void DocumentQueryRoutes::parents(ApiRequest &request)
+void DocumentQueryRoutes::parents(ApiRequest& request)
 {
     const std::string userId = request.requireUser();
     const std::string id = request.requiredParam("id");
@@ -123,13 +120,13 @@ void DocumentQueryRoutes::parents(ApiRequest &request)
     const auto access = WorkspaceAccess::require(m_context, request.match(1), userId, Privilege::View);
     FileTree tree(m_context, access.workspace);
     json parents = json::array();
-    for (const auto &entry : tree.chain(tree.requireById(id))) {
-        parents.push_back(json{{"fileId", entry.id}, {"name", entry.name}});
+    for (const auto& entry : tree.chain(tree.requireById(id))) {
+        parents.push_back(json{ { "fileId", entry.id }, { "name", entry.name } });
     }
-    request.sendJson(ObjectJson::envelope(json{{"parents", parents}}));
+    request.sendJson(ObjectJson::envelope(json{ { "parents", parents } }));
 }
 
-void DocumentQueryRoutes::pathById(ApiRequest &request)
+void DocumentQueryRoutes::pathById(ApiRequest& request)
 {
     const std::string userId = request.requireUser();
     const std::string id = request.requiredParam("id");
@@ -144,13 +141,13 @@ void DocumentQueryRoutes::pathById(ApiRequest &request)
     const auto access = WorkspaceAccess::require(m_context, node->workspaceId, userId, Privilege::View);
     FileTree tree(m_context, access.workspace);
     json path = json::array();
-    for (const auto &entry : tree.chain(*node)) {
-        path.push_back(json{{"id", entry.id}, {"name", entry.name}});
+    for (const auto& entry : tree.chain(*node)) {
+        path.push_back(json{ { "id", entry.id }, { "name", entry.name } });
     }
-    request.sendJson(json{{"path", path}});
+    request.sendJson(json{ { "path", path } });
 }
 
-void DocumentQueryRoutes::privileges(ApiRequest &request)
+void DocumentQueryRoutes::privileges(ApiRequest& request)
 {
     const std::string userId = request.requireUser();
     const std::string id = request.requiredParam("id");
@@ -159,17 +156,17 @@ void DocumentQueryRoutes::privileges(ApiRequest &request)
     FileTree tree(m_context, access.workspace);
     tree.requireById(id);
     json list = json::array();
-    for (const auto &member : m_context.workspaces.members(access.workspace.id)) {
+    for (const auto& member : m_context.workspaces.members(access.workspace.id)) {
         list.push_back(json{
-            {"authorityId", member.userId},
-            {"role", member.role},
-            {"maxPrivilegeValue", Privilege::effectiveValue(member.role, member.maxPrivilege)},
+                { "authorityId", member.userId },
+                { "role", member.role },
+                { "maxPrivilegeValue", Privilege::effectiveValue(member.role, member.maxPrivilege) },
         });
     }
-    request.sendJson(json{{"authorityList", list}});
+    request.sendJson(json{ { "authorityList", list } });
 }
 
-void DocumentQueryRoutes::thumbnail(ApiRequest &request)
+void DocumentQueryRoutes::thumbnail(ApiRequest& request)
 {
     const std::string userId = request.requireUser();
     const std::string id = request.requiredParam("id");
@@ -184,7 +181,7 @@ void DocumentQueryRoutes::thumbnail(ApiRequest &request)
     request.sendBytes(*image, "image/png");
 }
 
-void DocumentQueryRoutes::viewCode(ApiRequest &request)
+void DocumentQueryRoutes::viewCode(ApiRequest& request)
 {
     const std::string userId = request.requireUser();
     const std::string id = request.requiredParam("id");
@@ -196,5 +193,5 @@ void DocumentQueryRoutes::viewCode(ApiRequest &request)
         throw ApiError::badRequest("a folder has no view code");
     }
     const std::string code = "vc-" + CryptoUtil::randomHex(16);
-    request.sendJson(json{{"viewcode", code}, {"viewURL", "http://" + host + "/view/" + code}});
+    request.sendJson(json{ { "viewcode", code }, { "viewURL", "http://" + host + "/view/" + code } });
 }

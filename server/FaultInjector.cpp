@@ -29,7 +29,7 @@ std::vector<FaultInjector::Fault> FaultInjector::faults() const
     return m_faults;
 }
 
-FaultInjector::Action FaultInjector::take(const std::string &method, const std::string &path)
+FaultInjector::Action FaultInjector::take(const std::string& method, const std::string& path)
 {
     std::lock_guard<std::mutex> lock(m_mutex);
     for (auto it = m_faults.begin(); it != m_faults.end(); ++it) {
@@ -59,7 +59,7 @@ void FaultInjector::delay(std::int64_t ms)
     m_changed.wait_for(lock, std::chrono::milliseconds(ms), [this] { return m_stopping; });
 }
 
-void FaultInjector::hold(const std::function<bool()> &clientGone)
+void FaultInjector::hold(const std::function<bool()>& clientGone)
 {
     std::unique_lock<std::mutex> lock(m_mutex);
     const std::uint64_t generation = m_generation;

@@ -11,11 +11,9 @@
 
 // Faults that tests set through the admin routes: delay a route, answer it
 // with a chosen status, cut its body off, or hold it without an answer.
-class FaultInjector
-{
+class FaultInjector {
 public:
-    struct Fault
-    {
+    struct Fault {
         std::string id;
         std::string method; // "" = any
         std::string pathPrefix;
@@ -28,8 +26,7 @@ public:
     };
 
     // What to do to one request; `matched` false means nothing.
-    struct Action
-    {
+    struct Action {
         bool matched = false;
         std::int64_t delayMs = 0;
         bool hang = false;
@@ -43,13 +40,13 @@ public:
     std::vector<Fault> faults() const;
 
     // The first fault matching the request, counted as one of its times.
-    Action take(const std::string &method, const std::string &path);
+    Action take(const std::string& method, const std::string& path);
 
     // Waits `ms`, or less when the server stops.
     void delay(std::int64_t ms);
     // Holds the calling request until the faults are cleared, the server
     // stops or `clientGone` (polled) says the client has left.
-    void hold(const std::function<bool()> &clientGone);
+    void hold(const std::function<bool()>& clientGone);
     // Releases everything for good; called when the server stops.
     void shutdown();
 

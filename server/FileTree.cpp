@@ -9,9 +9,8 @@
 #include <algorithm>
 #include <stdexcept>
 
-FileTree::FileTree(ServerContext &context, const WorkspaceRecord &workspace)
-    : m_context(context)
-    , m_workspace(workspace)
+FileTree::FileTree(ServerContext& context, const WorkspaceRecord& workspace)
+    : m_context(context), m_workspace(workspace)
 {
 }
 
@@ -24,7 +23,7 @@ NodeRecord FileTree::root()
     return *node;
 }
 
-std::optional<NodeRecord> FileTree::byId(const std::string &id)
+std::optional<NodeRecord> FileTree::byId(const std::string& id)
 {
     if (id.empty()) {
         return root();
@@ -36,10 +35,10 @@ std::optional<NodeRecord> FileTree::byId(const std::string &id)
     return node;
 }
 
-std::optional<NodeRecord> FileTree::byPath(const std::vector<std::string> &segments)
+std::optional<NodeRecord> FileTree::byPath(const std::vector<std::string>& segments)
 {
     NodeRecord current = root();
-    for (const auto &name : segments) {
+    for (const auto& name : segments) {
         if (!current.isFolder) {
             return std::nullopt;
         }
@@ -52,7 +51,7 @@ std::optional<NodeRecord> FileTree::byPath(const std::vector<std::string> &segme
     return current;
 }
 
-NodeRecord FileTree::requireById(const std::string &id)
+NodeRecord FileTree::requireById(const std::string& id)
 {
     auto node = byId(id);
     if (!node) {
@@ -61,7 +60,7 @@ NodeRecord FileTree::requireById(const std::string &id)
     return *node;
 }
 
-NodeRecord FileTree::requireByPath(const std::vector<std::string> &segments)
+NodeRecord FileTree::requireByPath(const std::vector<std::string>& segments)
 {
     auto node = byPath(segments);
     if (!node) {
@@ -70,9 +69,9 @@ NodeRecord FileTree::requireByPath(const std::vector<std::string> &segments)
     return *node;
 }
 
-std::vector<NodeRecord> FileTree::chain(const NodeRecord &node)
+std::vector<NodeRecord> FileTree::chain(const NodeRecord& node)
 {
-    std::vector<NodeRecord> result{node};
+    std::vector<NodeRecord> result{ node };
     NodeRecord current = node;
     // The depth bound guards against a cycle in a damaged database.
     for (int depth = 0; !current.parentId.empty() && depth < 10000; ++depth) {
@@ -87,7 +86,7 @@ std::vector<NodeRecord> FileTree::chain(const NodeRecord &node)
     return result;
 }
 
-std::string FileTree::pathOf(const NodeRecord &node)
+std::string FileTree::pathOf(const NodeRecord& node)
 {
     std::vector<std::string> segments;
     const auto nodes = chain(node);
@@ -97,9 +96,9 @@ std::string FileTree::pathOf(const NodeRecord &node)
     return RemotePath::join(segments);
 }
 
-bool FileTree::isWithin(const NodeRecord &node, const std::string &ancestorId)
+bool FileTree::isWithin(const NodeRecord& node, const std::string& ancestorId)
 {
-    for (const auto &entry : chain(node)) {
+    for (const auto& entry : chain(node)) {
         if (entry.id == ancestorId) {
             return true;
         }
@@ -107,19 +106,19 @@ bool FileTree::isWithin(const NodeRecord &node, const std::string &ancestorId)
     return false;
 }
 
-std::vector<std::string> FileTree::removeSubtree(const NodeRecord &node, std::vector<std::string> &removedUploadIds)
+std::vector<std::string> FileTree::removeSubtree(const NodeRecord& node, std::vector<std::string>& removedUploadIds)
 {
     std::vector<std::string> digests;
-    for (const auto &upload : m_context.uploads.under(m_workspace.id, pathOf(node))) {
+    for (const auto& upload : m_context.uploads.under(m_workspace.id, pathOf(node))) {
         m_context.uploads.remove(upload.id);
         removedUploadIds.push_back(upload.id);
     }
-    std::vector<NodeRecord> pending{node};
+    std::vector<NodeRecord> pending{ node };
     while (!pending.empty()) {
         NodeRecord current = pending.back();
         pending.pop_back();
         if (current.isFolder) {
-            for (const auto &child : m_context.nodes.children(m_workspace.id, current.id)) {
+            for (const auto& child : m_context.nodes.children(m_workspace.id, current.id)) {
                 pending.push_back(child);
             }
         } else {
@@ -130,7 +129,7 @@ std::vector<std::string> FileTree::removeSubtree(const NodeRecord &node, std::ve
     return digests;
 }
 
-NodeRecord FileTree::copySubtree(const NodeRecord &node, const std::string &parentId, std::int64_t now)
+NodeRecord FileTree::copySubtree(const NodeRecord& node, const std::string& parentId, std::int64_t now)
 {
     NodeRecord copy = node;
     copy.id = m_context.nodes.newNodeId();
@@ -146,19 +145,18 @@ NodeRecord FileTree::copySubtree(const NodeRecord &node, const std::string &pare
     }
     m_context.nodes.copyAttributes(node.id, copy.id);
     if (node.isFolder) {
-        for (const auto &child : m_context.nodes.children(m_workspace.id, node.id)) {
+        for (const auto& child : m_context.nodes.children(m_workspace.id, node.id)) {
             copySubtree(child, copy.id, now);
         }
     }
     return copy;
 }
 
-void FileTree::removeUnreferencedBlobs(const std::vector<std::string> &digests)
+void FileTree::removeUnreferencedBlobs(const std::vector<std::string>& digests)
 {
-    for (const auto &digest : digests) {
+    for (const auto& digest : digests) {
         if (!digest.empty() && !m_context.nodes.isDigestReferenced(digest)) {
             m_context.blobs.removeBlob(digest);
         }
     }
 }
-

@@ -8,9 +8,9 @@
 
 namespace {
 std::mutex s_mutex;
-std::atomic<bool> s_verbose{false};
+std::atomic<bool> s_verbose{ false };
 
-void write(const char *level, const std::string &message)
+void write(const char* level, const std::string& message)
 {
     std::lock_guard<std::mutex> lock(s_mutex);
     std::fprintf(stderr, "zyr-cloud: %s%s\n", level, message.c_str());
@@ -18,12 +18,12 @@ void write(const char *level, const std::string &message)
 }
 } // namespace
 
-void Log::info(const std::string &message)
+void Log::info(const std::string& message)
 {
     write("", message);
 }
 
-void Log::error(const std::string &message)
+void Log::error(const std::string& message)
 {
     write("error: ", message);
 }

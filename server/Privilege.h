@@ -7,8 +7,7 @@
 
 // Privilege thresholds: a member holds a privilege when its value is at
 // least the threshold (an ordered comparison, not a bit test).
-struct Privilege
-{
+struct Privilege {
     static constexpr std::int64_t Member = 0;
     static constexpr std::int64_t Enter = 1;
     static constexpr std::int64_t View = 7;
@@ -18,10 +17,10 @@ struct Privilege
     static constexpr std::int64_t Delete = 1425199;
     static constexpr std::int64_t Grant = 5619503;
 
-    static bool isManager(const std::string &role) { return role == "CREATOR" || role == "ADMIN"; }
+    static bool isManager(const std::string& role) { return role == "CREATOR" || role == "ADMIN"; }
 
     // The value reported and compared for a member of the given role.
-    static std::int64_t effectiveValue(const std::string &role, std::int64_t storedValue)
+    static std::int64_t effectiveValue(const std::string& role, std::int64_t storedValue)
     {
         return isManager(role) ? Grant : storedValue;
     }

@@ -9,8 +9,7 @@
 
 // Plain rows of the metadata store, as the stores read and write them.
 
-struct UserRecord
-{
+struct UserRecord {
     std::string id;
     std::string account;
     std::string displayName;
@@ -23,8 +22,7 @@ struct UserRecord
     std::string avatarType;
 };
 
-struct WorkspaceRecord
-{
+struct WorkspaceRecord {
     std::string id;
     std::string name;
     bool isDefault = false;
@@ -35,16 +33,14 @@ struct WorkspaceRecord
     std::string logoType;
 };
 
-struct MemberRecord
-{
+struct MemberRecord {
     std::string workspaceId;
     std::string userId;
     std::string role; // CREATOR, ADMIN or MEMBER
     std::int64_t maxPrivilege = 0;
 };
 
-struct NodeRecord
-{
+struct NodeRecord {
     std::string id;
     std::string workspaceId;
     std::string parentId; // "" for a workspace root
@@ -60,8 +56,7 @@ struct NodeRecord
 
 // An upload that has not received all its bytes yet; the bytes live in the
 // blob store's part file named after `id`.
-struct UploadRecord
-{
+struct UploadRecord {
     std::string id;
     std::string workspaceId;
     std::string path; // normal form
@@ -70,8 +65,7 @@ struct UploadRecord
     std::int64_t updateTime = 0;
 };
 
-struct ShareLinkRecord
-{
+struct ShareLinkRecord {
     std::string id;
     std::string token;
     std::string workspaceId;

@@ -4,12 +4,9 @@
 
 #include "Database.h"
 
-ReleaseStore::ReleaseStore(Database &db)
-    : m_db(db)
-{
-}
+ReleaseStore::ReleaseStore(Database& db) : m_db(db) { }
 
-void ReleaseStore::setVersionsJson(const std::string &json)
+void ReleaseStore::setVersionsJson(const std::string& json)
 {
     m_db.setMetaValue("versions", json);
 }
@@ -19,24 +16,24 @@ std::string ReleaseStore::versionsJson()
     return m_db.metaValue("versions");
 }
 
-void ReleaseStore::insertInstaller(const Installer &installer)
+void ReleaseStore::insertInstaller(const Installer& installer)
 {
     m_db.prepare("INSERT INTO installers(name, digest, size) VALUES(?,?,?)")
-        .bindAll(installer.name, installer.digest, installer.size)
-        .run();
+            .bindAll(installer.name, installer.digest, installer.size)
+            .run();
 }
 
-std::optional<ReleaseStore::Installer> ReleaseStore::installer(const std::string &name)
+std::optional<ReleaseStore::Installer> ReleaseStore::installer(const std::string& name)
 {
     auto s = m_db.prepare("SELECT name, digest, size FROM installers WHERE name = ?");
     s.bindAll(name);
     if (!s.step()) {
         return std::nullopt;
     }
-    return Installer{s.columnText(0), s.columnText(1), s.columnInt(2)};
+    return Installer{ s.columnText(0), s.columnText(1), s.columnInt(2) };
 }
 
-void ReleaseStore::addInstallInfo(const std::string &json, std::int64_t receivedTime)
+void ReleaseStore::addInstallInfo(const std::string& json, std::int64_t receivedTime)
 {
     m_db.prepare("INSERT INTO install_info(body, received_time) VALUES(?,?)").bindAll(json, receivedTime).run();
 }

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-bool RemotePath::isValidUtf8(const std::string &text)
+bool RemotePath::isValidUtf8(const std::string& text)
 {
     std::size_t i = 0;
     while (i < text.size()) {
@@ -37,8 +37,8 @@ bool RemotePath::isValidUtf8(const std::string &text)
             cp = (cp << 6) | (d & 0x3f);
         }
         // Overlong forms, surrogates and values past U+10FFFF.
-        if ((extra == 1 && cp < 0x80) || (extra == 2 && cp < 0x800) || (extra == 3 && cp < 0x10000)
-            || cp > 0x10ffff || (cp >= 0xd800 && cp <= 0xdfff)) {
+        if ((extra == 1 && cp < 0x80) || (extra == 2 && cp < 0x800) || (extra == 3 && cp < 0x10000) || cp > 0x10ffff
+            || (cp >= 0xd800 && cp <= 0xdfff)) {
             return false;
         }
         i += extra + 1;
@@ -46,7 +46,7 @@ bool RemotePath::isValidUtf8(const std::string &text)
     return true;
 }
 
-bool RemotePath::isValidName(const std::string &name)
+bool RemotePath::isValidName(const std::string& name)
 {
     if (name.empty() || name.size() > MaxNameBytes || name == "." || name == "..") {
         return false;
@@ -63,7 +63,7 @@ bool RemotePath::isValidName(const std::string &name)
     return isValidUtf8(name);
 }
 
-std::optional<std::vector<std::string>> RemotePath::split(const std::string &path)
+std::optional<std::vector<std::string>> RemotePath::split(const std::string& path)
 {
     std::vector<std::string> segments;
     std::string current;
@@ -93,20 +93,20 @@ std::optional<std::vector<std::string>> RemotePath::split(const std::string &pat
     return segments;
 }
 
-std::string RemotePath::join(const std::vector<std::string> &segments)
+std::string RemotePath::join(const std::vector<std::string>& segments)
 {
     if (segments.empty()) {
         return "/";
     }
     std::string out;
-    for (const auto &segment : segments) {
+    for (const auto& segment : segments) {
         out += '/';
         out += segment;
     }
     return out;
 }
 
-std::string RemotePath::child(const std::string &parentPath, const std::string &name)
+std::string RemotePath::child(const std::string& parentPath, const std::string& name)
 {
     return parentPath == "/" ? "/" + name : parentPath + "/" + name;
 }

@@ -12,7 +12,7 @@
 #include <memory>
 
 namespace {
-void replaceBodyWithProvider(httplib::Response &response, const httplib::ContentProvider &provider)
+void replaceBodyWithProvider(httplib::Response& response, const httplib::ContentProvider& provider)
 {
     const std::string type = response.get_header_value("Content-Type");
     const std::size_t length = response.body.size();
@@ -22,50 +22,49 @@ void replaceBodyWithProvider(httplib::Response &response, const httplib::Content
 }
 } // namespace
 
-Router::Router(httplib::Server &server, ServerContext &context)
-    : m_server(server)
-    , m_context(context)
+Router::Router(httplib::Server& server, ServerContext& context) : m_server(server), m_context(context) { }
+
+void Router::get(const std::string& pattern, Handler handler, Options options)
 {
+    m_server.Get(pattern,
+                 httplib::Server::Handler(
+                         [this, handler, options](const httplib::Request& request, httplib::Response& response) {
+                             dispatch(request, response, nullptr, handler, options);
+                         }));
 }
 
-void Router::get(const std::string &pattern, Handler handler, Options options)
+void Router::post(const std::string& pattern, Handler handler, Options options)
 {
-    m_server.Get(pattern, httplib::Server::Handler(
-                              [this, handler, options](const httplib::Request &request, httplib::Response &response) {
-                                  dispatch(request, response, nullptr, handler, options);
-                              }));
+    m_server.Post(pattern,
+                  httplib::Server::HandlerWithContentReader(
+                          [this, handler, options](const httplib::Request& request, httplib::Response& response,
+                                                   const httplib::ContentReader& reader) {
+                              dispatch(request, response, &reader, handler, options);
+                          }));
 }
 
-void Router::post(const std::string &pattern, Handler handler, Options options)
+void Router::put(const std::string& pattern, Handler handler, Options options)
 {
-    m_server.Post(pattern, httplib::Server::HandlerWithContentReader(
-                               [this, handler, options](const httplib::Request &request, httplib::Response &response,
-                                                        const httplib::ContentReader &reader) {
-                                   dispatch(request, response, &reader, handler, options);
-                               }));
+    m_server.Put(pattern,
+                 httplib::Server::HandlerWithContentReader(
+                         [this, handler, options](const httplib::Request& request, httplib::Response& response,
+                                                  const httplib::ContentReader& reader) {
+                             dispatch(request, response, &reader, handler, options);
+                         }));
 }
 
-void Router::put(const std::string &pattern, Handler handler, Options options)
+void Router::del(const std::string& pattern, Handler handler, Options options)
 {
-    m_server.Put(pattern, httplib::Server::HandlerWithContentReader(
-                              [this, handler, options](const httplib::Request &request, httplib::Response &response,
-                                                       const httplib::ContentReader &reader) {
-                                  dispatch(request, response, &reader, handler, options);
-                              }));
+    m_server.Delete(pattern,
+                    httplib::Server::HandlerWithContentReader(
+                            [this, handler, options](const httplib::Request& request, httplib::Response& response,
+                                                     const httplib::ContentReader& reader) {
+                                dispatch(request, response, &reader, handler, options);
+                            }));
 }
 
-void Router::del(const std::string &pattern, Handler handler, Options options)
-{
-    m_server.Delete(pattern, httplib::Server::HandlerWithContentReader(
-                                 [this, handler, options](const httplib::Request &request,
-                                                          httplib::Response &response,
-                                                          const httplib::ContentReader &reader) {
-                                     dispatch(request, response, &reader, handler, options);
-                                 }));
-}
-
-void Router::dispatch(const httplib::Request &request, httplib::Response &response,
-                      const httplib::ContentReader *reader, const Handler &handler, const Options &options)
+void Router::dispatch(const httplib::Request& request, httplib::Response& response,
+                      const httplib::ContentReader* reader, const Handler& handler, const Options& options)
 {
     ApiRequest api(m_context, request, response, reader);
     std::int64_t cutAfterBytes = -1;
@@ -77,13 +76,13 @@ void Router::dispatch(const httplib::Request &request, httplib::Response &respon
             api.readBody();
         }
         handler(api);
-    } catch (const ApiError &e) {
+    } catch (const ApiError& e) {
         response = httplib::Response();
         api.sendError(e.status(), e.what());
-        for (const auto &header : e.headers()) {
+        for (const auto& header : e.headers()) {
             response.set_header(header.first, header.second);
         }
-    } catch (const std::exception &e) {
+    } catch (const std::exception& e) {
         Log::error(request.method + " " + request.path + ": " + e.what());
         response = httplib::Response();
         api.sendError(500, "internal server error");
@@ -97,9 +96,9 @@ void Router::dispatch(const httplib::Request &request, httplib::Response &respon
     }
 }
 
-bool Router::applyFault(ApiRequest &api, std::int64_t &cutAfterBytes)
+bool Router::applyFault(ApiRequest& api, std::int64_t& cutAfterBytes)
 {
-    const auto &request = api.http();
+    const auto& request = api.http();
     const FaultInjector::Action action = m_context.faults.take(request.method, request.path);
     if (!action.matched) {
         return false;
@@ -133,12 +132,12 @@ bool Router::applyFault(ApiRequest &api, std::int64_t &cutAfterBytes)
     return false;
 }
 
-void Router::cutResponse(httplib::Response &response, std::int64_t bytes)
+void Router::cutResponse(httplib::Response& response, std::int64_t bytes)
 {
     const auto limit = static_cast<std::size_t>(bytes);
     if (response.content_provider_) {
         auto inner = response.content_provider_;
-        response.content_provider_ = [inner, limit](std::size_t offset, std::size_t length, httplib::DataSink &sink) {
+        response.content_provider_ = [inner, limit](std::size_t offset, std::size_t length, httplib::DataSink& sink) {
             if (offset >= limit) {
                 return false;
             }
@@ -150,7 +149,7 @@ void Router::cutResponse(httplib::Response &response, std::int64_t bytes)
         return;
     }
     auto body = std::make_shared<std::string>(response.body);
-    replaceBodyWithProvider(response, [body, limit](std::size_t offset, std::size_t length, httplib::DataSink &sink) {
+    replaceBodyWithProvider(response, [body, limit](std::size_t offset, std::size_t length, httplib::DataSink& sink) {
         if (offset >= limit) {
             return false;
         }
@@ -159,7 +158,7 @@ void Router::cutResponse(httplib::Response &response, std::int64_t bytes)
     });
 }
 
-void Router::closeAfterResponse(httplib::Response &response)
+void Router::closeAfterResponse(httplib::Response& response)
 {
     response.set_header("Connection", "close");
     if (response.content_provider_ || response.body.empty()) {
@@ -169,7 +168,7 @@ void Router::closeAfterResponse(httplib::Response &response)
     // a provider that sends the whole body and then reports failure is the
     // way to close it with the reply complete.
     auto body = std::make_shared<std::string>(response.body);
-    replaceBodyWithProvider(response, [body](std::size_t offset, std::size_t length, httplib::DataSink &sink) {
+    replaceBodyWithProvider(response, [body](std::size_t offset, std::size_t length, httplib::DataSink& sink) {
         sink.write(body->data() + offset, length);
         return false;
     });

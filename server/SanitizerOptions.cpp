@@ -11,7 +11,7 @@
 // or, when stopping, no new socket can appear any more.
 
 #if defined(__SANITIZE_THREAD__)
-extern "C" const char *__tsan_default_suppressions()
+extern "C" const char* __tsan_default_suppressions()
 {
     return "race:ConnectionSockets::find\n"
            "race:ConnectionSockets::abortAll\n";

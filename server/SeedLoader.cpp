@@ -30,15 +30,13 @@ constexpr std::int64_t DefaultQuotaBytes = 10737418240LL;
 // Generated content: byte i has the value i mod 251.
 constexpr unsigned GeneratedModulus = 251;
 
-struct Content
-{
+struct Content {
     enum class Kind { Bytes, Generated } kind = Kind::Bytes;
     std::string bytes;
     std::int64_t size = 0;
 };
 
-struct SeedNode
-{
+struct SeedNode {
     bool isFolder = false;
     std::string name;
     std::string id; // "" = made by the server
@@ -53,31 +51,27 @@ struct SeedNode
     std::int64_t storedSize = 0;
 };
 
-struct SeedUser
-{
+struct SeedUser {
     UserRecord record;
     std::string password;
     std::string avatar;
 };
 
-struct SeedWorkspace
-{
+struct SeedWorkspace {
     WorkspaceRecord record;
     std::string logo;
     std::vector<MemberRecord> members;
     std::vector<SeedNode> tree;
 };
 
-struct SeedInstaller
-{
+struct SeedInstaller {
     std::string name;
     Content content;
     std::string digest;
     std::int64_t size = 0;
 };
 
-struct Seed
-{
+struct Seed {
     std::vector<SeedUser> users;
     std::vector<SeedWorkspace> workspaces;
     std::string versionsJson;
@@ -85,12 +79,12 @@ struct Seed
     std::set<std::string> nodeIds;
 };
 
-[[noreturn]] void fail(const std::string &where, const std::string &what)
+[[noreturn]] void fail(const std::string& where, const std::string& what)
 {
     throw SeedError(where + ": " + what);
 }
 
-const json *member(const json &object, const std::string &key, const std::string &where, bool required)
+const json* member(const json& object, const std::string& key, const std::string& where, bool required)
 {
     auto it = object.find(key);
     if (it == object.end() || it->is_null()) {
@@ -102,10 +96,9 @@ const json *member(const json &object, const std::string &key, const std::string
     return &*it;
 }
 
-std::optional<std::string> stringAt(const json &object, const std::string &key, const std::string &where,
-                                    bool required)
+std::optional<std::string> stringAt(const json& object, const std::string& key, const std::string& where, bool required)
 {
-    const json *value = member(object, key, where, required);
+    const json* value = member(object, key, where, required);
     if (!value) {
         return std::nullopt;
     }
@@ -115,10 +108,9 @@ std::optional<std::string> stringAt(const json &object, const std::string &key, 
     return value->get<std::string>();
 }
 
-std::optional<std::int64_t> intAt(const json &object, const std::string &key, const std::string &where,
-                                  bool required)
+std::optional<std::int64_t> intAt(const json& object, const std::string& key, const std::string& where, bool required)
 {
-    const json *value = member(object, key, where, required);
+    const json* value = member(object, key, where, required);
     if (!value) {
         return std::nullopt;
     }
@@ -128,9 +120,9 @@ std::optional<std::int64_t> intAt(const json &object, const std::string &key, co
     return value->get<std::int64_t>();
 }
 
-bool boolAt(const json &object, const std::string &key, const std::string &where, bool fallback)
+bool boolAt(const json& object, const std::string& key, const std::string& where, bool fallback)
 {
-    const json *value = member(object, key, where, false);
+    const json* value = member(object, key, where, false);
     if (!value) {
         return fallback;
     }
@@ -140,10 +132,10 @@ bool boolAt(const json &object, const std::string &key, const std::string &where
     return value->get<bool>();
 }
 
-const json &arrayAt(const json &object, const std::string &key, const std::string &where, bool required)
+const json& arrayAt(const json& object, const std::string& key, const std::string& where, bool required)
 {
     static const json empty = json::array();
-    const json *value = member(object, key, where, required);
+    const json* value = member(object, key, where, required);
     if (!value) {
         return empty;
     }
@@ -153,7 +145,7 @@ const json &arrayAt(const json &object, const std::string &key, const std::strin
     return *value;
 }
 
-void requireObject(const json &value, const std::string &where)
+void requireObject(const json& value, const std::string& where)
 {
     if (!value.is_object()) {
         fail(where, "must be an object");
@@ -161,7 +153,7 @@ void requireObject(const json &value, const std::string &where)
 }
 
 // Ids travel in URL paths and comma-joined lists.
-void checkId(const std::string &id, const std::string &where)
+void checkId(const std::string& id, const std::string& where)
 {
     if (id.empty()) {
         fail(where, "an id must not be empty");
@@ -174,7 +166,7 @@ void checkId(const std::string &id, const std::string &where)
     }
 }
 
-std::string decodeBase64(const std::string &text, const std::string &where)
+std::string decodeBase64(const std::string& text, const std::string& where)
 {
     auto bytes = CryptoUtil::base64Decode(text);
     if (!bytes) {
@@ -183,11 +175,11 @@ std::string decodeBase64(const std::string &text, const std::string &where)
     return *bytes;
 }
 
-Content readContent(const json &object, const std::string &where)
+Content readContent(const json& object, const std::string& where)
 {
-    const json *text = member(object, "content", where, false);
-    const json *base64 = member(object, "contentBase64", where, false);
-    const json *size = member(object, "size", where, false);
+    const json* text = member(object, "content", where, false);
+    const json* base64 = member(object, "contentBase64", where, false);
+    const json* size = member(object, "size", where, false);
     if ((text ? 1 : 0) + (base64 ? 1 : 0) + (size ? 1 : 0) > 1) {
         fail(where, "give at most one of content, contentBase64 and size");
     }
@@ -206,7 +198,7 @@ Content readContent(const json &object, const std::string &where)
     return content;
 }
 
-SeedNode readNode(const json &value, const std::string &where, std::int64_t now, std::set<std::string> &ids)
+SeedNode readNode(const json& value, const std::string& where, std::int64_t now, std::set<std::string>& ids)
 {
     requireObject(value, where);
     SeedNode node;
@@ -229,7 +221,7 @@ SeedNode readNode(const json &value, const std::string &where, std::int64_t now,
     node.createTime = intAt(value, "createTime", where, false).value_or(now);
     node.updateTime = intAt(value, "updateTime", where, false).value_or(node.createTime);
 
-    if (const json *attributes = member(value, "attributes", where, false)) {
+    if (const json* attributes = member(value, "attributes", where, false)) {
         if (!attributes->is_object()) {
             fail(where + ".attributes", "must be an object");
         }
@@ -245,13 +237,13 @@ SeedNode readNode(const json &value, const std::string &where, std::int64_t now,
     }
 
     if (node.isFolder) {
-        for (const char *fileOnly : {"content", "contentBase64", "size", "revision", "thumbnail"}) {
+        for (const char* fileOnly : { "content", "contentBase64", "size", "revision", "thumbnail" }) {
             if (member(value, fileOnly, where, false)) {
                 fail(where, std::string("a folder cannot have \"") + fileOnly + "\"");
             }
         }
         std::set<std::string> names;
-        const json &children = arrayAt(value, "children", where, false);
+        const json& children = arrayAt(value, "children", where, false);
         for (std::size_t i = 0; i < children.size(); ++i) {
             const std::string childWhere = where + ".children[" + std::to_string(i) + "]";
             node.children.push_back(readNode(children[i], childWhere, now, ids));
@@ -275,7 +267,7 @@ SeedNode readNode(const json &value, const std::string &where, std::int64_t now,
     return node;
 }
 
-Seed parseSeed(const std::string &path)
+Seed parseSeed(const std::string& path)
 {
     std::ifstream in(path, std::ios::binary);
     if (!in) {
@@ -293,7 +285,7 @@ Seed parseSeed(const std::string &path)
 
     std::set<std::string> userIds;
     std::set<std::string> accounts;
-    const json &users = arrayAt(root, "users", "seed", true);
+    const json& users = arrayAt(root, "users", "seed", true);
     for (std::size_t i = 0; i < users.size(); ++i) {
         const std::string where = "users[" + std::to_string(i) + "]";
         requireObject(users[i], where);
@@ -320,10 +312,10 @@ Seed parseSeed(const std::string &path)
     }
 
     std::set<std::string> workspaceIds;
-    const json &workspaces = arrayAt(root, "workspaces", "seed", true);
+    const json& workspaces = arrayAt(root, "workspaces", "seed", true);
     for (std::size_t i = 0; i < workspaces.size(); ++i) {
         const std::string where = "workspaces[" + std::to_string(i) + "]";
-        const json &value = workspaces[i];
+        const json& value = workspaces[i];
         requireObject(value, where);
         SeedWorkspace ws;
         ws.record.id = *stringAt(value, "id", where, true);
@@ -351,7 +343,7 @@ Seed parseSeed(const std::string &path)
 
         std::set<std::string> memberIds;
         int creators = 0;
-        const json &members = arrayAt(value, "members", where, true);
+        const json& members = arrayAt(value, "members", where, true);
         for (std::size_t m = 0; m < members.size(); ++m) {
             const std::string memberWhere = where + ".members[" + std::to_string(m) + "]";
             requireObject(members[m], memberWhere);
@@ -381,7 +373,7 @@ Seed parseSeed(const std::string &path)
         }
 
         std::set<std::string> names;
-        const json &tree = arrayAt(value, "tree", where, false);
+        const json& tree = arrayAt(value, "tree", where, false);
         for (std::size_t n = 0; n < tree.size(); ++n) {
             const std::string nodeWhere = where + ".tree[" + std::to_string(n) + "]";
             ws.tree.push_back(readNode(tree[n], nodeWhere, now, seed.nodeIds));
@@ -393,7 +385,7 @@ Seed parseSeed(const std::string &path)
     }
 
     std::set<std::string> installerNames;
-    const json &installers = arrayAt(root, "installers", "seed", false);
+    const json& installers = arrayAt(root, "installers", "seed", false);
     for (std::size_t i = 0; i < installers.size(); ++i) {
         const std::string where = "installers[" + std::to_string(i) + "]";
         requireObject(installers[i], where);
@@ -409,27 +401,27 @@ Seed parseSeed(const std::string &path)
         seed.installers.push_back(std::move(installer));
     }
 
-    if (const json *versions = member(root, "versions", "seed", false)) {
+    if (const json* versions = member(root, "versions", "seed", false)) {
         requireObject(*versions, "versions");
-        const json *latest = member(*versions, "latest", "versions", true);
+        const json* latest = member(*versions, "latest", "versions", true);
         requireObject(*latest, "versions.latest");
         json normal;
         normal["latest"] = {
-            {"version", *stringAt(*latest, "version", "versions.latest", true)},
-            {"installer", *stringAt(*latest, "installer", "versions.latest", true)},
-            {"forceUpdate", boolAt(*latest, "forceUpdate", "versions.latest", false)},
+            { "version", *stringAt(*latest, "version", "versions.latest", true) },
+            { "installer", *stringAt(*latest, "installer", "versions.latest", true) },
+            { "forceUpdate", boolAt(*latest, "forceUpdate", "versions.latest", false) },
         };
         if (!installerNames.count(normal["latest"]["installer"].get<std::string>())) {
             fail("versions.latest.installer", "names no entry of \"installers\"");
         }
         normal["histories"] = json::array();
-        const json &histories = arrayAt(*versions, "histories", "versions", false);
+        const json& histories = arrayAt(*versions, "histories", "versions", false);
         for (std::size_t i = 0; i < histories.size(); ++i) {
             const std::string where = "versions.histories[" + std::to_string(i) + "]";
             requireObject(histories[i], where);
             normal["histories"].push_back({
-                {"version", *stringAt(histories[i], "version", where, true)},
-                {"forceUpdate", boolAt(histories[i], "forceUpdate", where, false)},
+                    { "version", *stringAt(histories[i], "version", where, true) },
+                    { "forceUpdate", boolAt(histories[i], "forceUpdate", where, false) },
             });
         }
         seed.versionsJson = normal.dump();
@@ -437,7 +429,7 @@ Seed parseSeed(const std::string &path)
     return seed;
 }
 
-void storeContent(BlobStore &blobs, const Content &content, std::string &digest, std::int64_t &size)
+void storeContent(BlobStore& blobs, const Content& content, std::string& digest, std::int64_t& size)
 {
     if (content.kind == Content::Kind::Bytes) {
         digest = blobs.storeBytes(content.bytes);
@@ -447,20 +439,21 @@ void storeContent(BlobStore &blobs, const Content &content, std::string &digest,
     std::int64_t produced = 0;
     const std::int64_t total = content.size;
     digest = blobs.storeGenerated(
-        [&](char *buffer, std::size_t capacity) {
-            const auto n = static_cast<std::size_t>(std::min<std::int64_t>(capacity, total - produced));
-            for (std::size_t i = 0; i < n; ++i) {
-                buffer[i] = static_cast<char>(static_cast<unsigned>((produced + static_cast<std::int64_t>(i)) % GeneratedModulus));
-            }
-            produced += static_cast<std::int64_t>(n);
-            return n;
-        },
-        size);
+            [&](char* buffer, std::size_t capacity) {
+                const auto n = static_cast<std::size_t>(std::min<std::int64_t>(capacity, total - produced));
+                for (std::size_t i = 0; i < n; ++i) {
+                    buffer[i] = static_cast<char>(
+                            static_cast<unsigned>((produced + static_cast<std::int64_t>(i)) % GeneratedModulus));
+                }
+                produced += static_cast<std::int64_t>(n);
+                return n;
+            },
+            size);
 }
 
-void storeTreeContent(BlobStore &blobs, std::vector<SeedNode> &nodes)
+void storeTreeContent(BlobStore& blobs, std::vector<SeedNode>& nodes)
 {
-    for (auto &node : nodes) {
+    for (auto& node : nodes) {
         if (node.isFolder) {
             storeTreeContent(blobs, node.children);
         } else {
@@ -469,10 +462,10 @@ void storeTreeContent(BlobStore &blobs, std::vector<SeedNode> &nodes)
     }
 }
 
-void insertTree(NodeStore &store, const std::set<std::string> &seedIds, const std::string &workspaceId,
-                const std::string &parentId, const std::vector<SeedNode> &nodes)
+void insertTree(NodeStore& store, const std::set<std::string>& seedIds, const std::string& workspaceId,
+                const std::string& parentId, const std::vector<SeedNode>& nodes)
 {
-    for (const auto &seedNode : nodes) {
+    for (const auto& seedNode : nodes) {
         NodeRecord record;
         record.id = seedNode.id;
         while (record.id.empty() || (seedNode.id.empty() && seedIds.count(record.id))) {
@@ -488,7 +481,7 @@ void insertTree(NodeStore &store, const std::set<std::string> &seedIds, const st
         record.createTime = seedNode.createTime;
         record.updateTime = seedNode.updateTime;
         store.insert(record, seedNode.thumbnail);
-        for (const auto &attribute : seedNode.attributes) {
+        for (const auto& attribute : seedNode.attributes) {
             store.setAttribute(record.id, attribute.first, attribute.second);
         }
         if (seedNode.isFolder) {
@@ -498,18 +491,18 @@ void insertTree(NodeStore &store, const std::set<std::string> &seedIds, const st
 }
 } // namespace
 
-void SeedLoader::load(const std::string &seedPath, Database &db, BlobStore &blobs)
+void SeedLoader::load(const std::string& seedPath, Database& db, BlobStore& blobs)
 {
     Seed seed = parseSeed(seedPath);
 
     // Slow work first, outside the transaction.
-    for (auto &ws : seed.workspaces) {
+    for (auto& ws : seed.workspaces) {
         storeTreeContent(blobs, ws.tree);
     }
-    for (auto &installer : seed.installers) {
+    for (auto& installer : seed.installers) {
         storeContent(blobs, installer.content, installer.digest, installer.size);
     }
-    for (auto &user : seed.users) {
+    for (auto& user : seed.users) {
         const auto hash = AuthService::hashPassword(user.password);
         user.record.passwordSalt = hash.salt;
         user.record.passwordHash = hash.hash;
@@ -521,12 +514,12 @@ void SeedLoader::load(const std::string &seedPath, Database &db, BlobStore &blob
     NodeStore nodes(db);
     ReleaseStore releases(db);
     Database::Transaction txn(db, true);
-    for (const auto &user : seed.users) {
+    for (const auto& user : seed.users) {
         accounts.insertUser(user.record, user.avatar);
     }
-    for (const auto &ws : seed.workspaces) {
+    for (const auto& ws : seed.workspaces) {
         workspaces.insertWorkspace(ws.record, ws.logo);
-        for (const auto &member : ws.members) {
+        for (const auto& member : ws.members) {
             workspaces.insertMember(member);
         }
         NodeRecord root;
@@ -539,8 +532,8 @@ void SeedLoader::load(const std::string &seedPath, Database &db, BlobStore &blob
         nodes.insert(root);
         insertTree(nodes, seed.nodeIds, ws.record.id, root.id, ws.tree);
     }
-    for (const auto &installer : seed.installers) {
-        releases.insertInstaller({installer.name, installer.digest, installer.size});
+    for (const auto& installer : seed.installers) {
+        releases.insertInstaller({ installer.name, installer.digest, installer.size });
     }
     if (!seed.versionsJson.empty()) {
         releases.setVersionsJson(seed.versionsJson);

@@ -8,8 +8,7 @@
 class BlobStore;
 class Database;
 
-class SeedError : public std::runtime_error
-{
+class SeedError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
@@ -18,9 +17,8 @@ public:
 // members and trees, the version list and the installers. The whole file is
 // checked before anything is written, and the metadata goes in as one
 // transaction, so a bad seed leaves no half-filled database behind.
-class SeedLoader
-{
+class SeedLoader {
 public:
     // Throws SeedError naming the offending member.
-    static void load(const std::string &seedPath, Database &db, BlobStore &blobs);
+    static void load(const std::string& seedPath, Database& db, BlobStore& blobs);
 };

@@ -19,25 +19,17 @@
 #include <string>
 
 // Everything the routes share. Owned by CloudServer; routes keep a reference.
-struct ServerContext
-{
-    ServerContext(const ServerOptions &serverOptions, Database &database, BlobStore &blobStore)
-        : options(serverOptions)
-        , db(database)
-        , blobs(blobStore)
-        , accounts(database)
-        , workspaces(database)
-        , nodes(database)
-        , uploads(database)
-        , links(database)
-        , releases(database)
-        , auth(database, accounts, serverOptions.tokenTtlSeconds)
+struct ServerContext {
+    ServerContext(const ServerOptions& serverOptions, Database& database, BlobStore& blobStore)
+        : options(serverOptions), db(database), blobs(blobStore), accounts(database), workspaces(database),
+          nodes(database), uploads(database), links(database), releases(database),
+          auth(database, accounts, serverOptions.tokenTtlSeconds)
     {
     }
 
-    const ServerOptions &options;
-    Database &db;
-    BlobStore &blobs;
+    const ServerOptions& options;
+    Database& db;
+    BlobStore& blobs;
     AccountStore accounts;
     WorkspaceStore workspaces;
     NodeStore nodes;
@@ -47,5 +39,5 @@ struct ServerContext
     AuthService auth;
     UploadRegistry streams;
     FaultInjector faults;
-    std::atomic<int> port{0};
+    std::atomic<int> port{ 0 };
 };

@@ -3,7 +3,7 @@
 #include "ServerOptions.h"
 
 namespace {
-bool parseInteger(const std::string &text, std::int64_t &value)
+bool parseInteger(const std::string& text, std::int64_t& value)
 {
     if (text.empty() || text.size() > 18) {
         return false;
@@ -20,12 +20,12 @@ bool parseInteger(const std::string &text, std::int64_t &value)
 }
 } // namespace
 
-std::optional<ServerOptions> ServerOptions::parse(const std::vector<std::string> &args, std::string &error)
+std::optional<ServerOptions> ServerOptions::parse(const std::vector<std::string>& args, std::string& error)
 {
     ServerOptions options;
     for (std::size_t i = 0; i < args.size(); ++i) {
-        const std::string &arg = args[i];
-        auto value = [&](std::string &out) {
+        const std::string& arg = args[i];
+        auto value = [&](std::string& out) {
             if (i + 1 >= args.size()) {
                 error = arg + " needs a value";
                 return false;

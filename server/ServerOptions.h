@@ -8,8 +8,7 @@
 #include <vector>
 
 // The command line of zyr-cloud.
-struct ServerOptions
-{
+struct ServerOptions {
     static constexpr int DefaultPort = 8080;
     static constexpr std::int64_t DefaultTokenTtlSeconds = 86400;
 
@@ -22,6 +21,6 @@ struct ServerOptions
     bool verbose = false;
 
     // nullopt with `error` set when the arguments are not usable.
-    static std::optional<ServerOptions> parse(const std::vector<std::string> &args, std::string &error);
+    static std::optional<ServerOptions> parse(const std::vector<std::string>& args, std::string& error);
     static std::string usage();
 };

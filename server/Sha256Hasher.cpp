@@ -12,8 +12,7 @@
 #include <stdexcept>
 #include <vector>
 
-Sha256Hasher::Sha256Hasher()
-    : m_context(EVP_MD_CTX_new())
+Sha256Hasher::Sha256Hasher() : m_context(EVP_MD_CTX_new())
 {
     if (!m_context || EVP_DigestInit_ex(m_context, EVP_sha256(), nullptr) != 1) {
         EVP_MD_CTX_free(m_context);
@@ -26,7 +25,7 @@ Sha256Hasher::~Sha256Hasher()
     EVP_MD_CTX_free(m_context);
 }
 
-void Sha256Hasher::add(const char *data, std::size_t length)
+void Sha256Hasher::add(const char* data, std::size_t length)
 {
     if (length > 0) {
         EVP_DigestUpdate(m_context, data, length);
@@ -41,7 +40,7 @@ std::string Sha256Hasher::finish()
     return CryptoUtil::toHex(digest, length);
 }
 
-std::string Sha256Hasher::hashFile(const std::string &path)
+std::string Sha256Hasher::hashFile(const std::string& path)
 {
     const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0) {

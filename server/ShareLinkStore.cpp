@@ -10,10 +10,10 @@
 #include <cstdio>
 
 namespace {
-const char *const LinkColumns =
-    "id, token, workspace_id, creator_id, file_ids, encrypt, password, expire_time, preview, download, create_time";
+const char* const LinkColumns = "id, token, workspace_id, creator_id, file_ids, encrypt, password, expire_time, "
+                                "preview, download, create_time";
 
-ShareLinkRecord readLink(const SqlStatement &s)
+ShareLinkRecord readLink(const SqlStatement& s)
 {
     ShareLinkRecord l;
     l.id = s.columnText(0);
@@ -22,7 +22,7 @@ ShareLinkRecord readLink(const SqlStatement &s)
     l.creatorId = s.columnText(3);
     const auto ids = nlohmann::json::parse(s.columnText(4), nullptr, false);
     if (ids.is_array()) {
-        for (const auto &id : ids) {
+        for (const auto& id : ids) {
             if (id.is_string()) {
                 l.fileIds.push_back(id.get<std::string>());
             }
@@ -37,16 +37,13 @@ ShareLinkRecord readLink(const SqlStatement &s)
     return l;
 }
 
-std::string idsJson(const std::vector<std::string> &ids)
+std::string idsJson(const std::vector<std::string>& ids)
 {
     return nlohmann::json(ids).dump();
 }
 } // namespace
 
-ShareLinkStore::ShareLinkStore(Database &db)
-    : m_db(db)
-{
-}
+ShareLinkStore::ShareLinkStore(Database& db) : m_db(db) { }
 
 std::string ShareLinkStore::newLinkId()
 {
@@ -67,24 +64,23 @@ std::string ShareLinkStore::newToken()
     }
 }
 
-void ShareLinkStore::insert(const ShareLinkRecord &l)
+void ShareLinkStore::insert(const ShareLinkRecord& l)
 {
     m_db.prepare(std::string("INSERT INTO share_links(") + LinkColumns + ") VALUES(?,?,?,?,?,?,?,?,?,?,?)")
-        .bindAll(l.id, l.token, l.workspaceId, l.creatorId, idsJson(l.fileIds), l.encrypt, l.password, l.expireTime,
-                 l.preview, l.download, l.createTime)
-        .run();
+            .bindAll(l.id, l.token, l.workspaceId, l.creatorId, idsJson(l.fileIds), l.encrypt, l.password, l.expireTime,
+                     l.preview, l.download, l.createTime)
+            .run();
 }
 
-void ShareLinkStore::update(const ShareLinkRecord &l)
+void ShareLinkStore::update(const ShareLinkRecord& l)
 {
-    m_db.prepare(
-            "UPDATE share_links SET encrypt = ?, password = ?, expire_time = ?, preview = ?, download = ? "
-            "WHERE id = ?")
-        .bindAll(l.encrypt, l.password, l.expireTime, l.preview, l.download, l.id)
-        .run();
+    m_db.prepare("UPDATE share_links SET encrypt = ?, password = ?, expire_time = ?, preview = ?, download = ? "
+                 "WHERE id = ?")
+            .bindAll(l.encrypt, l.password, l.expireTime, l.preview, l.download, l.id)
+            .run();
 }
 
-std::optional<ShareLinkRecord> ShareLinkStore::find(const std::string &workspaceId, const std::string &idOrToken)
+std::optional<ShareLinkRecord> ShareLinkStore::find(const std::string& workspaceId, const std::string& idOrToken)
 {
     auto s = m_db.prepare(std::string("SELECT ") + LinkColumns
                           + " FROM share_links WHERE workspace_id = ? AND (id = ? OR token = ?)");
@@ -95,7 +91,7 @@ std::optional<ShareLinkRecord> ShareLinkStore::find(const std::string &workspace
     return readLink(s);
 }
 
-std::vector<ShareLinkRecord> ShareLinkStore::createdBy(const std::string &workspaceId, const std::string &creatorId)
+std::vector<ShareLinkRecord> ShareLinkStore::createdBy(const std::string& workspaceId, const std::string& creatorId)
 {
     auto s = m_db.prepare(std::string("SELECT ") + LinkColumns
                           + " FROM share_links WHERE workspace_id = ? AND creator_id = ? ORDER BY seq");
@@ -107,7 +103,7 @@ std::vector<ShareLinkRecord> ShareLinkStore::createdBy(const std::string &worksp
     return result;
 }
 
-void ShareLinkStore::remove(const std::string &id)
+void ShareLinkStore::remove(const std::string& id)
 {
     m_db.prepare("DELETE FROM share_links WHERE id = ?").bindAll(id).run();
 }

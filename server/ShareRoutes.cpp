@@ -15,7 +15,7 @@
 using nlohmann::json;
 
 namespace {
-const char *const PasswordAlphabet = "abcdefghijklmnopqrstuvwxyz0123456789";
+const char* const PasswordAlphabet = "abcdefghijklmnopqrstuvwxyz0123456789";
 constexpr std::size_t PasswordLength = 4;
 
 void checkExpireTime(std::int64_t expireTime)
@@ -29,23 +29,20 @@ void checkExpireTime(std::int64_t expireTime)
 }
 } // namespace
 
-ShareRoutes::ShareRoutes(ServerContext &context)
-    : m_context(context)
+ShareRoutes::ShareRoutes(ServerContext& context) : m_context(context) { }
+
+void ShareRoutes::registerOn(Router& router)
 {
+    router.post(R"(/api/v1/workspaces/([^/]+)/favorites)", [this](ApiRequest& r) { addFavorites(r); });
+    router.del(R"(/api/v1/workspaces/([^/]+)/favorites)", [this](ApiRequest& r) { removeFavorites(r); });
+    router.get(R"(/api/v1/workspaces/([^/]+)/favorites)", [this](ApiRequest& r) { listFavorites(r); });
+    router.get(R"(/api/v1/workspaces/([^/]+)/share-links)", [this](ApiRequest& r) { listLinks(r); });
+    router.post(R"(/api/v1/workspaces/([^/]+)/share-links)", [this](ApiRequest& r) { createLink(r); });
+    router.put(R"(/api/v1/workspaces/([^/]+)/share-links/([^/]+))", [this](ApiRequest& r) { updateLink(r); });
+    router.del(R"(/api/v1/workspaces/([^/]+)/share-links)", [this](ApiRequest& r) { removeLinks(r); });
 }
 
-void ShareRoutes::registerOn(Router &router)
-{
-    router.post(R"(/api/v1/workspaces/([^/]+)/favorites)", [this](ApiRequest &r) { addFavorites(r); });
-    router.del(R"(/api/v1/workspaces/([^/]+)/favorites)", [this](ApiRequest &r) { removeFavorites(r); });
-    router.get(R"(/api/v1/workspaces/([^/]+)/favorites)", [this](ApiRequest &r) { listFavorites(r); });
-    router.get(R"(/api/v1/workspaces/([^/]+)/share-links)", [this](ApiRequest &r) { listLinks(r); });
-    router.post(R"(/api/v1/workspaces/([^/]+)/share-links)", [this](ApiRequest &r) { createLink(r); });
-    router.put(R"(/api/v1/workspaces/([^/]+)/share-links/([^/]+))", [this](ApiRequest &r) { updateLink(r); });
-    router.del(R"(/api/v1/workspaces/([^/]+)/share-links)", [this](ApiRequest &r) { removeLinks(r); });
-}
-
-std::vector<std::string> ShareRoutes::splitIds(const std::string &joined)
+std::vector<std::string> ShareRoutes::splitIds(const std::string& joined)
 {
     std::vector<std::string> ids;
     std::string current;
@@ -62,7 +59,7 @@ std::vector<std::string> ShareRoutes::splitIds(const std::string &joined)
     return ids;
 }
 
-void ShareRoutes::addFavorites(ApiRequest &request)
+void ShareRoutes::addFavorites(ApiRequest& request)
 {
     const std::string userId = request.requireUser();
     const auto body = request.jsonObject();
@@ -74,17 +71,17 @@ void ShareRoutes::addFavorites(ApiRequest &request)
     const auto access = WorkspaceAccess::require(m_context, request.match(1), userId, Privilege::View);
     FileTree tree(m_context, access.workspace);
     std::vector<std::string> nodeIds;
-    for (const auto &id : ids) {
+    for (const auto& id : ids) {
         nodeIds.push_back(tree.requireById(id).id); // all or nothing
     }
-    for (const auto &id : nodeIds) {
+    for (const auto& id : nodeIds) {
         m_context.nodes.addFavorite(userId, access.workspace.id, id);
     }
     txn.commit();
     request.sendJson(ObjectJson::success());
 }
 
-void ShareRoutes::removeFavorites(ApiRequest &request)
+void ShareRoutes::removeFavorites(ApiRequest& request)
 {
     const std::string userId = request.requireUser();
     const auto ids = splitIds(request.param("fileIds"));
@@ -93,42 +90,42 @@ void ShareRoutes::removeFavorites(ApiRequest &request)
     }
     Database::Transaction txn(m_context.db, true);
     const auto access = WorkspaceAccess::require(m_context, request.match(1), userId, Privilege::View);
-    for (const auto &id : ids) {
+    for (const auto& id : ids) {
         m_context.nodes.removeFavorite(userId, access.workspace.id, id);
     }
     txn.commit();
     request.sendJson(ObjectJson::success());
 }
 
-void ShareRoutes::listFavorites(ApiRequest &request)
+void ShareRoutes::listFavorites(ApiRequest& request)
 {
     const std::string userId = request.requireUser();
     Database::Transaction txn(m_context.db, false);
     const auto access = WorkspaceAccess::require(m_context, request.match(1), userId, Privilege::View);
     FileTree tree(m_context, access.workspace);
     json items = json::array();
-    for (const auto &id : m_context.nodes.favorites(userId, access.workspace.id)) {
+    for (const auto& id : m_context.nodes.favorites(userId, access.workspace.id)) {
         if (auto node = tree.byId(id); node && !id.empty()) {
             items.push_back(ObjectJson::file(*node, tree.pathOf(*node)));
         }
     }
-    request.sendJson(json{{"items", items}});
+    request.sendJson(json{ { "items", items } });
 }
 
-void ShareRoutes::listLinks(ApiRequest &request)
+void ShareRoutes::listLinks(ApiRequest& request)
 {
     const std::string userId = request.requireUser();
     const std::string host = request.host();
     Database::Transaction txn(m_context.db, false);
     const auto access = WorkspaceAccess::require(m_context, request.match(1), userId, Privilege::View);
     json items = json::array();
-    for (const auto &link : m_context.links.createdBy(access.workspace.id, userId)) {
+    for (const auto& link : m_context.links.createdBy(access.workspace.id, userId)) {
         items.push_back(ObjectJson::shareLink(link, host));
     }
-    request.sendJson(json{{"items", items}});
+    request.sendJson(json{ { "items", items } });
 }
 
-void ShareRoutes::createLink(ApiRequest &request)
+void ShareRoutes::createLink(ApiRequest& request)
 {
     const std::string userId = request.requireUser();
     const auto body = request.jsonObject();
@@ -147,7 +144,7 @@ void ShareRoutes::createLink(ApiRequest &request)
     Database::Transaction txn(m_context.db, true);
     const auto access = WorkspaceAccess::require(m_context, request.match(1), userId, Privilege::Download);
     FileTree tree(m_context, access.workspace);
-    for (const auto &id : link.fileIds) {
+    for (const auto& id : link.fileIds) {
         if (id.empty()) {
             throw ApiError::badRequest("empty file id");
         }
@@ -164,7 +161,7 @@ void ShareRoutes::createLink(ApiRequest &request)
     request.sendJson(ObjectJson::envelope(ObjectJson::shareLink(link, host)));
 }
 
-void ShareRoutes::updateLink(ApiRequest &request)
+void ShareRoutes::updateLink(ApiRequest& request)
 {
     const std::string userId = request.requireUser();
     const auto body = request.jsonObject();
@@ -198,7 +195,7 @@ void ShareRoutes::updateLink(ApiRequest &request)
     request.sendJson(ObjectJson::envelope(ObjectJson::shareLink(*link, host)));
 }
 
-void ShareRoutes::removeLinks(ApiRequest &request)
+void ShareRoutes::removeLinks(ApiRequest& request)
 {
     const std::string userId = request.requireUser();
     const auto ids = splitIds(request.param("ids"));
@@ -208,7 +205,7 @@ void ShareRoutes::removeLinks(ApiRequest &request)
     Database::Transaction txn(m_context.db, true);
     const auto access = WorkspaceAccess::require(m_context, request.match(1), userId, Privilege::Member);
     std::vector<std::string> linkIds;
-    for (const auto &id : ids) {
+    for (const auto& id : ids) {
         auto link = m_context.links.find(access.workspace.id, id);
         if (!link) {
             continue;
@@ -218,7 +215,7 @@ void ShareRoutes::removeLinks(ApiRequest &request)
         }
         linkIds.push_back(link->id);
     }
-    for (const auto &id : linkIds) {
+    for (const auto& id : linkIds) {
         m_context.links.remove(id);
     }
     txn.commit();

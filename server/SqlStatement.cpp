@@ -6,11 +6,7 @@
 
 #include <sqlite3.h>
 
-SqlStatement::SqlStatement(sqlite3 *db, sqlite3_stmt *statement)
-    : m_db(db)
-    , m_statement(statement)
-{
-}
+SqlStatement::SqlStatement(sqlite3* db, sqlite3_stmt* statement) : m_db(db), m_statement(statement) { }
 
 SqlStatement::~SqlStatement()
 {
@@ -20,14 +16,12 @@ SqlStatement::~SqlStatement()
     }
 }
 
-SqlStatement::SqlStatement(SqlStatement &&other) noexcept
-    : m_db(other.m_db)
-    , m_statement(other.m_statement)
+SqlStatement::SqlStatement(SqlStatement&& other) noexcept : m_db(other.m_db), m_statement(other.m_statement)
 {
     other.m_statement = nullptr;
 }
 
-SqlStatement &SqlStatement::bind(int index, std::int64_t value)
+SqlStatement& SqlStatement::bind(int index, std::int64_t value)
 {
     if (sqlite3_bind_int64(m_statement, index, value) != SQLITE_OK) {
         throw DatabaseError(sqlite3_errmsg(m_db));
@@ -35,23 +29,25 @@ SqlStatement &SqlStatement::bind(int index, std::int64_t value)
     return *this;
 }
 
-SqlStatement &SqlStatement::bind(int index, const std::string &value)
+SqlStatement& SqlStatement::bind(int index, const std::string& value)
 {
-    if (sqlite3_bind_text(m_statement, index, value.data(), static_cast<int>(value.size()), SQLITE_TRANSIENT) != SQLITE_OK) {
+    if (sqlite3_bind_text(m_statement, index, value.data(), static_cast<int>(value.size()), SQLITE_TRANSIENT)
+        != SQLITE_OK) {
         throw DatabaseError(sqlite3_errmsg(m_db));
     }
     return *this;
 }
 
-SqlStatement &SqlStatement::bindBlob(int index, const std::string &bytes)
+SqlStatement& SqlStatement::bindBlob(int index, const std::string& bytes)
 {
-    if (sqlite3_bind_blob(m_statement, index, bytes.data(), static_cast<int>(bytes.size()), SQLITE_TRANSIENT) != SQLITE_OK) {
+    if (sqlite3_bind_blob(m_statement, index, bytes.data(), static_cast<int>(bytes.size()), SQLITE_TRANSIENT)
+        != SQLITE_OK) {
         throw DatabaseError(sqlite3_errmsg(m_db));
     }
     return *this;
 }
 
-SqlStatement &SqlStatement::bindNull(int index)
+SqlStatement& SqlStatement::bindNull(int index)
 {
     if (sqlite3_bind_null(m_statement, index) != SQLITE_OK) {
         throw DatabaseError(sqlite3_errmsg(m_db));
@@ -73,8 +69,7 @@ bool SqlStatement::step()
 
 void SqlStatement::run()
 {
-    while (step()) {
-    }
+    while (step()) { }
 }
 
 std::int64_t SqlStatement::columnInt(int column) const
@@ -85,12 +80,12 @@ std::int64_t SqlStatement::columnInt(int column) const
 std::string SqlStatement::columnText(int column) const
 {
     // Blobs and text alike: the bytes as stored.
-    const void *data = sqlite3_column_blob(m_statement, column);
+    const void* data = sqlite3_column_blob(m_statement, column);
     const int size = sqlite3_column_bytes(m_statement, column);
     if (!data || size <= 0) {
         return {};
     }
-    return std::string(static_cast<const char *>(data), static_cast<std::size_t>(size));
+    return std::string(static_cast<const char*>(data), static_cast<std::size_t>(size));
 }
 
 bool SqlStatement::columnIsNull(int column) const

@@ -29,22 +29,17 @@ constexpr std::size_t DownloadChunkBytes = 512 * 1024;
 
 // An open blob shared by the content provider and the response; closed when
 // the last of them is done.
-struct OpenBlob
-{
-    explicit OpenBlob(int descriptor)
-        : fd(descriptor)
-        , buffer(DownloadChunkBytes)
-    {
-    }
+struct OpenBlob {
+    explicit OpenBlob(int descriptor) : fd(descriptor), buffer(DownloadChunkBytes) { }
     ~OpenBlob() { ::close(fd); }
-    OpenBlob(const OpenBlob &) = delete;
-    OpenBlob &operator=(const OpenBlob &) = delete;
+    OpenBlob(const OpenBlob&) = delete;
+    OpenBlob& operator=(const OpenBlob&) = delete;
 
     int fd;
     std::vector<char> buffer;
 };
 
-bool parseNumber(const std::string &text, std::int64_t &value)
+bool parseNumber(const std::string& text, std::int64_t& value)
 {
     if (text.empty() || text.size() > 18) {
         return false;
@@ -59,7 +54,7 @@ bool parseNumber(const std::string &text, std::int64_t &value)
     return true;
 }
 
-std::string trim(const std::string &text)
+std::string trim(const std::string& text)
 {
     const auto begin = text.find_first_not_of(" \t");
     if (begin == std::string::npos) {
@@ -70,25 +65,20 @@ std::string trim(const std::string &text)
 }
 
 // Ends the "streaming" mark of an upload however the request ends.
-class StreamingMark
-{
+class StreamingMark {
 public:
-    StreamingMark(UploadRegistry &registry, std::string key)
-        : m_registry(registry)
-        , m_key(std::move(key))
-    {
-    }
+    StreamingMark(UploadRegistry& registry, std::string key) : m_registry(registry), m_key(std::move(key)) { }
     ~StreamingMark() { m_registry.end(m_key); }
-    StreamingMark(const StreamingMark &) = delete;
-    StreamingMark &operator=(const StreamingMark &) = delete;
+    StreamingMark(const StreamingMark&) = delete;
+    StreamingMark& operator=(const StreamingMark&) = delete;
 
 private:
-    UploadRegistry &m_registry;
+    UploadRegistry& m_registry;
     std::string m_key;
 };
 
 // 409 when the path names a folder or runs through a file.
-void checkUploadTarget(ServerContext &context, FileTree &tree, const std::vector<std::string> &segments)
+void checkUploadTarget(ServerContext& context, FileTree& tree, const std::vector<std::string>& segments)
 {
     NodeRecord current = tree.root();
     for (std::size_t i = 0; i < segments.size(); ++i) {
@@ -108,19 +98,16 @@ void checkUploadTarget(ServerContext &context, FileTree &tree, const std::vector
 }
 } // namespace
 
-TransferRoutes::TransferRoutes(ServerContext &context)
-    : m_context(context)
+TransferRoutes::TransferRoutes(ServerContext& context) : m_context(context) { }
+
+void TransferRoutes::registerOn(Router& router)
 {
+    router.get(R"(/api/v1/workspaces/([^/]+)/files/([^/]*)/content)", [this](ApiRequest& r) { download(r); });
+    router.put(R"(/api/v1/workspaces/([^/]+)/upload)", [this](ApiRequest& r) { upload(r); },
+               Router::Options{ Router::Body::Stream, true });
 }
 
-void TransferRoutes::registerOn(Router &router)
-{
-    router.get(R"(/api/v1/workspaces/([^/]+)/files/([^/]*)/content)", [this](ApiRequest &r) { download(r); });
-    router.put(R"(/api/v1/workspaces/([^/]+)/upload)", [this](ApiRequest &r) { upload(r); },
-               Router::Options{Router::Body::Stream, true});
-}
-
-std::optional<TransferRoutes::ByteRange> TransferRoutes::parseRange(const std::string &header, bool present)
+std::optional<TransferRoutes::ByteRange> TransferRoutes::parseRange(const std::string& header, bool present)
 {
     if (!present) {
         return std::nullopt;
@@ -149,7 +136,7 @@ std::optional<TransferRoutes::ByteRange> TransferRoutes::parseRange(const std::s
     return range;
 }
 
-void TransferRoutes::download(ApiRequest &request)
+void TransferRoutes::download(ApiRequest& request)
 {
     const std::string userId = request.requireUser();
     const auto range = parseRange(request.http().get_header_value("Range"), request.http().has_header("Range"));
@@ -179,40 +166,40 @@ void TransferRoutes::download(ApiRequest &request)
     if (range) {
         if (range->first >= size) {
             throw ApiError(416, "range starts at or beyond the end of the file")
-                .withHeader("Content-Range", "bytes */" + std::to_string(size));
+                    .withHeader("Content-Range", "bytes */" + std::to_string(size));
         }
         first = range->first;
         if (range->last >= 0 && range->last < last) {
             last = range->last;
         }
     }
-    auto &response = request.response();
+    auto& response = request.response();
     response.status = range ? 206 : 200;
     response.set_header("Accept-Ranges", "bytes");
     response.set_header("X-Digest", node.digest);
     if (range) {
-        response.set_header("Content-Range", "bytes " + std::to_string(first) + "-" + std::to_string(last) + "/"
-                                                 + std::to_string(size));
+        response.set_header("Content-Range",
+                            "bytes " + std::to_string(first) + "-" + std::to_string(last) + "/" + std::to_string(size));
     }
     const std::int64_t length = last - first + 1;
     if (length <= 0) {
         response.set_content("", "application/octet-stream");
         return;
     }
-    response.set_content_provider(
-        static_cast<std::size_t>(length), "application/octet-stream",
-        [blob, first](std::size_t offset, std::size_t remaining, httplib::DataSink &sink) {
-            const std::size_t want = std::min(remaining, blob->buffer.size());
-            const ssize_t n = ::pread(blob->fd, blob->buffer.data(), want,
-                                      static_cast<off_t>(first + static_cast<std::int64_t>(offset)));
-            if (n <= 0) {
-                return false;
-            }
-            return sink.write(blob->buffer.data(), static_cast<std::size_t>(n));
-        });
+    response.set_content_provider(static_cast<std::size_t>(length), "application/octet-stream",
+                                  [blob, first](std::size_t offset, std::size_t remaining, httplib::DataSink& sink) {
+                                      const std::size_t want = std::min(remaining, blob->buffer.size());
+                                      const ssize_t n
+                                              = ::pread(blob->fd, blob->buffer.data(), want,
+                                                        static_cast<off_t>(first + static_cast<std::int64_t>(offset)));
+                                      if (n <= 0) {
+                                          return false;
+                                      }
+                                      return sink.write(blob->buffer.data(), static_cast<std::size_t>(n));
+                                  });
 }
 
-void TransferRoutes::upload(ApiRequest &request)
+void TransferRoutes::upload(ApiRequest& request)
 {
     const std::string userId = request.requireUser();
     auto segments = RemotePath::split(request.requiredParam("path"));
@@ -288,7 +275,7 @@ void TransferRoutes::upload(ApiRequest &request)
         hasher = std::make_unique<Sha256Hasher>();
     }
     bool writeFailed = false;
-    const bool complete = request.streamBody([&](const char *data, std::size_t length) {
+    const bool complete = request.streamBody([&](const char* data, std::size_t length) {
         std::size_t done = 0;
         while (done < length) {
             const ssize_t n = ::write(fd, data + done, length - done);
@@ -379,7 +366,7 @@ void TransferRoutes::upload(ApiRequest &request)
         nodePath = tree.pathOf(node);
         txn.commit();
         if (!oldDigest.empty() && oldDigest != digest) {
-            tree.removeUnreferencedBlobs({oldDigest});
+            tree.removeUnreferencedBlobs({ oldDigest });
         }
     }
     m_context.blobs.removePart(upload.id);

@@ -13,25 +13,23 @@ struct ServerContext;
 
 // File contents: ranged downloads served from the blob store, and
 // resumable uploads streamed to disk as they arrive.
-class TransferRoutes
-{
+class TransferRoutes {
 public:
     // A parsed "Range: bytes=a-" / "bytes=a-b"; last = -1 for "to the end".
-    struct ByteRange
-    {
+    struct ByteRange {
         std::int64_t first = 0;
         std::int64_t last = -1;
     };
 
-    explicit TransferRoutes(ServerContext &context);
-    void registerOn(Router &router);
+    explicit TransferRoutes(ServerContext& context);
+    void registerOn(Router& router);
 
     // nullopt for no header; throws 400 for any other form.
-    static std::optional<ByteRange> parseRange(const std::string &header, bool present);
+    static std::optional<ByteRange> parseRange(const std::string& header, bool present);
 
 private:
-    void download(ApiRequest &request);
-    void upload(ApiRequest &request);
+    void download(ApiRequest& request);
+    void upload(ApiRequest& request);
 
-    ServerContext &m_context;
+    ServerContext& m_context;
 };

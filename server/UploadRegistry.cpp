@@ -2,13 +2,13 @@
 // SPDX-FileCopyrightText: 2026 The ZYR developers
 #include "UploadRegistry.h"
 
-std::string UploadRegistry::key(const std::string &workspaceId, const std::string &path)
+std::string UploadRegistry::key(const std::string& workspaceId, const std::string& path)
 {
     // Workspace ids never contain a newline; paths are validated names.
     return workspaceId + '\n' + path;
 }
 
-std::shared_ptr<UploadRegistry::Stream> UploadRegistry::begin(const std::string &key, const std::string &uploadId,
+std::shared_ptr<UploadRegistry::Stream> UploadRegistry::begin(const std::string& key, const std::string& uploadId,
                                                               std::int64_t held)
 {
     std::lock_guard<std::mutex> lock(m_mutex);
@@ -22,13 +22,13 @@ std::shared_ptr<UploadRegistry::Stream> UploadRegistry::begin(const std::string 
     return stream;
 }
 
-void UploadRegistry::end(const std::string &key)
+void UploadRegistry::end(const std::string& key)
 {
     std::lock_guard<std::mutex> lock(m_mutex);
     m_streams.erase(key);
 }
 
-std::shared_ptr<UploadRegistry::Stream> UploadRegistry::find(const std::string &key) const
+std::shared_ptr<UploadRegistry::Stream> UploadRegistry::find(const std::string& key) const
 {
     std::lock_guard<std::mutex> lock(m_mutex);
     auto it = m_streams.find(key);

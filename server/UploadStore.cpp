@@ -7,7 +7,7 @@
 #include <cstdio>
 
 namespace {
-UploadRecord readUpload(const SqlStatement &s)
+UploadRecord readUpload(const SqlStatement& s)
 {
     UploadRecord u;
     u.id = s.columnText(0);
@@ -20,10 +20,7 @@ UploadRecord readUpload(const SqlStatement &s)
 }
 } // namespace
 
-UploadStore::UploadStore(Database &db)
-    : m_db(db)
-{
-}
+UploadStore::UploadStore(Database& db) : m_db(db) { }
 
 std::string UploadStore::newUploadId()
 {
@@ -32,18 +29,17 @@ std::string UploadStore::newUploadId()
     return buffer;
 }
 
-void UploadStore::insert(const UploadRecord &u)
+void UploadStore::insert(const UploadRecord& u)
 {
     m_db.prepare("INSERT INTO uploads(id, workspace_id, path, size, create_time, update_time) VALUES(?,?,?,?,?,?)")
-        .bindAll(u.id, u.workspaceId, u.path, u.size, u.createTime, u.updateTime)
-        .run();
+            .bindAll(u.id, u.workspaceId, u.path, u.size, u.createTime, u.updateTime)
+            .run();
 }
 
-std::optional<UploadRecord> UploadStore::find(const std::string &workspaceId, const std::string &path)
+std::optional<UploadRecord> UploadStore::find(const std::string& workspaceId, const std::string& path)
 {
-    auto s = m_db.prepare(
-        "SELECT id, workspace_id, path, size, create_time, update_time FROM uploads "
-        "WHERE workspace_id = ? AND path = ?");
+    auto s = m_db.prepare("SELECT id, workspace_id, path, size, create_time, update_time FROM uploads "
+                          "WHERE workspace_id = ? AND path = ?");
     s.bindAll(workspaceId, path);
     if (!s.step()) {
         return std::nullopt;
@@ -51,7 +47,7 @@ std::optional<UploadRecord> UploadStore::find(const std::string &workspaceId, co
     return readUpload(s);
 }
 
-std::optional<UploadRecord> UploadStore::byId(const std::string &id)
+std::optional<UploadRecord> UploadStore::byId(const std::string& id)
 {
     auto s = m_db.prepare("SELECT id, workspace_id, path, size, create_time, update_time FROM uploads WHERE id = ?");
     s.bindAll(id);
@@ -61,23 +57,22 @@ std::optional<UploadRecord> UploadStore::byId(const std::string &id)
     return readUpload(s);
 }
 
-void UploadStore::touch(const std::string &id, std::int64_t updateTime)
+void UploadStore::touch(const std::string& id, std::int64_t updateTime)
 {
     m_db.prepare("UPDATE uploads SET update_time = ? WHERE id = ?").bindAll(updateTime, id).run();
 }
 
-void UploadStore::remove(const std::string &id)
+void UploadStore::remove(const std::string& id)
 {
     m_db.prepare("DELETE FROM uploads WHERE id = ?").bindAll(id).run();
 }
 
-std::vector<UploadRecord> UploadStore::under(const std::string &workspaceId, const std::string &path)
+std::vector<UploadRecord> UploadStore::under(const std::string& workspaceId, const std::string& path)
 {
     // substr() instead of LIKE: names may contain % and _.
     const std::string prefix = path == "/" ? "/" : path + "/";
-    auto s = m_db.prepare(
-        "SELECT id, workspace_id, path, size, create_time, update_time FROM uploads "
-        "WHERE workspace_id = ? AND (path = ? OR substr(path, 1, ?) = ?)");
+    auto s = m_db.prepare("SELECT id, workspace_id, path, size, create_time, update_time FROM uploads "
+                          "WHERE workspace_id = ? AND (path = ? OR substr(path, 1, ?) = ?)");
     s.bindAll(workspaceId, path, static_cast<std::int64_t>(prefix.size()), prefix);
     std::vector<UploadRecord> result;
     while (s.step()) {

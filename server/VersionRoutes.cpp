@@ -19,7 +19,7 @@ using nlohmann::json;
 namespace {
 constexpr std::size_t InstallerChunkBytes = 512 * 1024;
 
-json versions(ServerContext &context)
+json versions(ServerContext& context)
 {
     std::string text;
     {
@@ -32,68 +32,76 @@ json versions(ServerContext &context)
     return json::parse(text);
 }
 
-std::string installerUrl(const std::string &host, const std::string &name)
+std::string installerUrl(const std::string& host, const std::string& name)
 {
     return "http://" + host + "/downloads/" + name;
 }
 } // namespace
 
-VersionRoutes::VersionRoutes(ServerContext &context)
-    : m_context(context)
+VersionRoutes::VersionRoutes(ServerContext& context) : m_context(context) { }
+
+void VersionRoutes::registerOn(Router& router)
 {
+    router.get("/downloads/versions.xml", [this](ApiRequest& r) { versionList(r); });
+    router.get("/downloads/latest", [this](ApiRequest& r) { latest(r); });
+    router.get(R"(/downloads/([^/]+))", [this](ApiRequest& r) { installer(r); });
 }
 
-void VersionRoutes::registerOn(Router &router)
-{
-    router.get("/downloads/versions.xml", [this](ApiRequest &r) { versionList(r); });
-    router.get("/downloads/latest", [this](ApiRequest &r) { latest(r); });
-    router.get(R"(/downloads/([^/]+))", [this](ApiRequest &r) { installer(r); });
-}
-
-std::string VersionRoutes::xmlEscape(const std::string &text)
+std::string VersionRoutes::xmlEscape(const std::string& text)
 {
     std::string out;
     for (const char c : text) {
         switch (c) {
-        case '&': out += "&amp;"; break;
-        case '<': out += "&lt;"; break;
-        case '>': out += "&gt;"; break;
-        case '"': out += "&quot;"; break;
-        case '\'': out += "&apos;"; break;
-        default: out += c;
+        case '&':
+            out += "&amp;";
+            break;
+        case '<':
+            out += "&lt;";
+            break;
+        case '>':
+            out += "&gt;";
+            break;
+        case '"':
+            out += "&quot;";
+            break;
+        case '\'':
+            out += "&apos;";
+            break;
+        default:
+            out += c;
         }
     }
     return out;
 }
 
-void VersionRoutes::versionList(ApiRequest &request)
+void VersionRoutes::versionList(ApiRequest& request)
 {
     const json list = versions(m_context);
-    const json &latest = list["latest"];
-    auto flag = [](const json &entry) { return entry.value("forceUpdate", false) ? "true" : "false"; };
+    const json& latest = list["latest"];
+    auto flag = [](const json& entry) { return entry.value("forceUpdate", false) ? "true" : "false"; };
     std::string xml = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<versionList>\n";
     xml += "  <latest version=\"" + xmlEscape(latest["version"].get<std::string>()) + "\" path=\""
-           + xmlEscape(installerUrl(request.host(), latest["installer"].get<std::string>())) + "\" forceUpdate=\""
-           + flag(latest) + "\"/>\n";
+            + xmlEscape(installerUrl(request.host(), latest["installer"].get<std::string>())) + "\" forceUpdate=\""
+            + flag(latest) + "\"/>\n";
     xml += "  <histories>\n";
-    for (const auto &history : list["histories"]) {
-        xml += "    <historyRelease version=\"" + xmlEscape(history["version"].get<std::string>())
-               + "\" forceUpdate=\"" + flag(history) + "\"/>\n";
+    for (const auto& history : list["histories"]) {
+        xml += "    <historyRelease version=\"" + xmlEscape(history["version"].get<std::string>()) + "\" forceUpdate=\""
+                + flag(history) + "\"/>\n";
     }
     xml += "  </histories>\n</versionList>\n";
     request.response().status = 200;
     request.response().set_content(xml, "application/xml; charset=utf-8");
 }
 
-void VersionRoutes::latest(ApiRequest &request)
+void VersionRoutes::latest(ApiRequest& request)
 {
     const json list = versions(m_context);
-    auto &response = request.response();
+    auto& response = request.response();
     response.status = 302;
     response.set_header("Location", installerUrl(request.host(), list["latest"]["installer"].get<std::string>()));
 }
 
-void VersionRoutes::installer(ApiRequest &request)
+void VersionRoutes::installer(ApiRequest& request)
 {
     std::optional<ReleaseStore::Installer> installer;
     int fd = -1;
@@ -108,24 +116,24 @@ void VersionRoutes::installer(ApiRequest &request)
     if (fd < 0) {
         throw std::runtime_error("installer " + installer->name + " is missing: " + std::strerror(errno));
     }
-    auto file = std::shared_ptr<int>(new int(fd), [](int *descriptor) {
+    auto file = std::shared_ptr<int>(new int(fd), [](int* descriptor) {
         ::close(*descriptor);
         delete descriptor;
     });
-    auto &response = request.response();
+    auto& response = request.response();
     response.status = 200;
     if (installer->size == 0) {
         response.set_content("", "application/octet-stream");
         return;
     }
-    response.set_content_provider(
-        static_cast<std::size_t>(installer->size), "application/octet-stream",
-        [file](std::size_t offset, std::size_t remaining, httplib::DataSink &sink) {
-            std::vector<char> buffer(std::min(remaining, InstallerChunkBytes));
-            const ssize_t n = ::pread(*file, buffer.data(), buffer.size(), static_cast<off_t>(offset));
-            if (n <= 0) {
-                return false;
-            }
-            return sink.write(buffer.data(), static_cast<std::size_t>(n));
-        });
+    response.set_content_provider(static_cast<std::size_t>(installer->size), "application/octet-stream",
+                                  [file](std::size_t offset, std::size_t remaining, httplib::DataSink& sink) {
+                                      std::vector<char> buffer(std::min(remaining, InstallerChunkBytes));
+                                      const ssize_t n = ::pread(*file, buffer.data(), buffer.size(),
+                                                                static_cast<off_t>(offset));
+                                      if (n <= 0) {
+                                          return false;
+                                      }
+                                      return sink.write(buffer.data(), static_cast<std::size_t>(n));
+                                  });
 }

@@ -9,18 +9,17 @@ class Router;
 struct ServerContext;
 
 // The client version list and the installer downloads; no token needed.
-class VersionRoutes
-{
+class VersionRoutes {
 public:
-    explicit VersionRoutes(ServerContext &context);
-    void registerOn(Router &router);
+    explicit VersionRoutes(ServerContext& context);
+    void registerOn(Router& router);
 
-    static std::string xmlEscape(const std::string &text);
+    static std::string xmlEscape(const std::string& text);
 
 private:
-    void versionList(ApiRequest &request);
-    void latest(ApiRequest &request);
-    void installer(ApiRequest &request);
+    void versionList(ApiRequest& request);
+    void latest(ApiRequest& request);
+    void installer(ApiRequest& request);
 
-    ServerContext &m_context;
+    ServerContext& m_context;
 };

@@ -40,7 +40,7 @@ void WorkerPool::shutdown()
         threads.swap(m_threads);
     }
     m_wake.notify_all();
-    for (auto &thread : threads) {
+    for (auto& thread : threads) {
         thread.join();
     }
 }

@@ -16,8 +16,7 @@
 // connection, idle keep-alive ones included, so a fixed pool of N threads
 // stalls the (N+1)th client; this pool starts with `minThreads` and adds a
 // thread whenever a connection would otherwise wait, up to `maxThreads`.
-class WorkerPool : public httplib::TaskQueue
-{
+class WorkerPool : public httplib::TaskQueue {
 public:
     WorkerPool(std::size_t minThreads, std::size_t maxThreads);
     ~WorkerPool() override;

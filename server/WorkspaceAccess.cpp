@@ -11,8 +11,8 @@ bool WorkspaceAccess::isManager() const
     return Privilege::isManager(member.role);
 }
 
-WorkspaceAccess WorkspaceAccess::require(ServerContext &context, const std::string &workspaceId,
-                                         const std::string &userId, std::int64_t threshold)
+WorkspaceAccess WorkspaceAccess::require(ServerContext& context, const std::string& workspaceId,
+                                         const std::string& userId, std::int64_t threshold)
 {
     auto workspace = context.workspaces.workspace(workspaceId);
     if (!workspace) {

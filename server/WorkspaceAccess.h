@@ -12,14 +12,13 @@ struct ServerContext;
 // The caller's standing in a workspace: 404 for an unknown workspace, 403
 // for a non-member or a privilege value below the request's threshold.
 // Callers hold a Database::Transaction.
-struct WorkspaceAccess
-{
+struct WorkspaceAccess {
     WorkspaceRecord workspace;
     MemberRecord member;
     std::int64_t privilege = 0;
 
     bool isManager() const;
 
-    static WorkspaceAccess require(ServerContext &context, const std::string &workspaceId, const std::string &userId,
+    static WorkspaceAccess require(ServerContext& context, const std::string& workspaceId, const std::string& userId,
                                    std::int64_t threshold);
 };

@@ -7,17 +7,16 @@ class Router;
 struct ServerContext;
 
 // The caller's workspaces, quotas, logos, and the clients' install reports.
-class WorkspaceRoutes
-{
+class WorkspaceRoutes {
 public:
-    explicit WorkspaceRoutes(ServerContext &context);
-    void registerOn(Router &router);
+    explicit WorkspaceRoutes(ServerContext& context);
+    void registerOn(Router& router);
 
 private:
-    void list(ApiRequest &request);
-    void quota(ApiRequest &request);
-    void logo(ApiRequest &request);
-    void installInfo(ApiRequest &request);
+    void list(ApiRequest& request);
+    void quota(ApiRequest& request);
+    void logo(ApiRequest& request);
+    void installInfo(ApiRequest& request);
 
-    ServerContext &m_context;
+    ServerContext& m_context;
 };

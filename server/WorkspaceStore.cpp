@@ -5,10 +5,10 @@
 #include "Database.h"
 
 namespace {
-const char *const WorkspaceColumns =
-    "w.id, w.name, w.is_default, w.root_id, w.create_time, w.quota_bytes, w.logo IS NOT NULL, w.logo_type";
+const char* const WorkspaceColumns
+        = "w.id, w.name, w.is_default, w.root_id, w.create_time, w.quota_bytes, w.logo IS NOT NULL, w.logo_type";
 
-WorkspaceRecord readWorkspace(const SqlStatement &s)
+WorkspaceRecord readWorkspace(const SqlStatement& s)
 {
     WorkspaceRecord w;
     w.id = s.columnText(0);
@@ -22,7 +22,7 @@ WorkspaceRecord readWorkspace(const SqlStatement &s)
     return w;
 }
 
-MemberRecord readMember(const SqlStatement &s, int first)
+MemberRecord readMember(const SqlStatement& s, int first)
 {
     MemberRecord m;
     m.workspaceId = s.columnText(first);
@@ -33,16 +33,13 @@ MemberRecord readMember(const SqlStatement &s, int first)
 }
 } // namespace
 
-WorkspaceStore::WorkspaceStore(Database &db)
-    : m_db(db)
-{
-}
+WorkspaceStore::WorkspaceStore(Database& db) : m_db(db) { }
 
-void WorkspaceStore::insertWorkspace(const WorkspaceRecord &w, const std::string &logo)
+void WorkspaceStore::insertWorkspace(const WorkspaceRecord& w, const std::string& logo)
 {
     auto s = m_db.prepare(
-        "INSERT INTO workspaces(id, name, is_default, root_id, create_time, quota_bytes, logo, logo_type) "
-        "VALUES(?,?,?,?,?,?,?,?)");
+            "INSERT INTO workspaces(id, name, is_default, root_id, create_time, quota_bytes, logo, logo_type) "
+            "VALUES(?,?,?,?,?,?,?,?)");
     s.bindAll(w.id, w.name, w.isDefault, w.rootId, w.createTime, w.quotaBytes);
     if (w.hasLogo) {
         s.bindBlob(7, logo);
@@ -53,14 +50,14 @@ void WorkspaceStore::insertWorkspace(const WorkspaceRecord &w, const std::string
     s.run();
 }
 
-void WorkspaceStore::insertMember(const MemberRecord &m)
+void WorkspaceStore::insertMember(const MemberRecord& m)
 {
     m_db.prepare("INSERT INTO members(workspace_id, user_id, role, max_privilege) VALUES(?,?,?,?)")
-        .bindAll(m.workspaceId, m.userId, m.role, m.maxPrivilege)
-        .run();
+            .bindAll(m.workspaceId, m.userId, m.role, m.maxPrivilege)
+            .run();
 }
 
-std::optional<WorkspaceRecord> WorkspaceStore::workspace(const std::string &id)
+std::optional<WorkspaceRecord> WorkspaceStore::workspace(const std::string& id)
 {
     auto s = m_db.prepare(std::string("SELECT ") + WorkspaceColumns + " FROM workspaces w WHERE w.id = ?");
     s.bindAll(id);
@@ -70,7 +67,7 @@ std::optional<WorkspaceRecord> WorkspaceStore::workspace(const std::string &id)
     return readWorkspace(s);
 }
 
-std::vector<std::pair<WorkspaceRecord, MemberRecord>> WorkspaceStore::workspacesOf(const std::string &userId)
+std::vector<std::pair<WorkspaceRecord, MemberRecord>> WorkspaceStore::workspacesOf(const std::string& userId)
 {
     auto s = m_db.prepare(std::string("SELECT ") + WorkspaceColumns
                           + ", m.workspace_id, m.user_id, m.role, m.max_privilege FROM workspaces w "
@@ -83,10 +80,10 @@ std::vector<std::pair<WorkspaceRecord, MemberRecord>> WorkspaceStore::workspaces
     return result;
 }
 
-std::optional<MemberRecord> WorkspaceStore::member(const std::string &workspaceId, const std::string &userId)
+std::optional<MemberRecord> WorkspaceStore::member(const std::string& workspaceId, const std::string& userId)
 {
     auto s = m_db.prepare(
-        "SELECT workspace_id, user_id, role, max_privilege FROM members WHERE workspace_id = ? AND user_id = ?");
+            "SELECT workspace_id, user_id, role, max_privilege FROM members WHERE workspace_id = ? AND user_id = ?");
     s.bindAll(workspaceId, userId);
     if (!s.step()) {
         return std::nullopt;
@@ -94,10 +91,10 @@ std::optional<MemberRecord> WorkspaceStore::member(const std::string &workspaceI
     return readMember(s, 0);
 }
 
-std::vector<MemberRecord> WorkspaceStore::members(const std::string &workspaceId)
+std::vector<MemberRecord> WorkspaceStore::members(const std::string& workspaceId)
 {
     auto s = m_db.prepare(
-        "SELECT workspace_id, user_id, role, max_privilege FROM members WHERE workspace_id = ? ORDER BY seq");
+            "SELECT workspace_id, user_id, role, max_privilege FROM members WHERE workspace_id = ? ORDER BY seq");
     s.bindAll(workspaceId);
     std::vector<MemberRecord> result;
     while (s.step()) {
@@ -106,14 +103,14 @@ std::vector<MemberRecord> WorkspaceStore::members(const std::string &workspaceId
     return result;
 }
 
-std::string WorkspaceStore::creatorOf(const std::string &workspaceId)
+std::string WorkspaceStore::creatorOf(const std::string& workspaceId)
 {
     auto s = m_db.prepare("SELECT user_id FROM members WHERE workspace_id = ? AND role = 'CREATOR'");
     s.bindAll(workspaceId);
     return s.step() ? s.columnText(0) : std::string();
 }
 
-std::optional<std::pair<std::string, std::string>> WorkspaceStore::logo(const std::string &workspaceId)
+std::optional<std::pair<std::string, std::string>> WorkspaceStore::logo(const std::string& workspaceId)
 {
     auto s = m_db.prepare("SELECT logo, logo_type FROM workspaces WHERE id = ? AND logo IS NOT NULL");
     s.bindAll(workspaceId);
@@ -123,10 +120,10 @@ std::optional<std::pair<std::string, std::string>> WorkspaceStore::logo(const st
     return std::make_pair(s.columnText(0), s.columnText(1));
 }
 
-WorkspaceStore::Usage WorkspaceStore::usage(const std::string &workspaceId)
+WorkspaceStore::Usage WorkspaceStore::usage(const std::string& workspaceId)
 {
     auto s = m_db.prepare(
-        "SELECT COALESCE(SUM(size), 0), COUNT(*) FROM nodes WHERE workspace_id = ? AND is_folder = 0");
+            "SELECT COALESCE(SUM(size), 0), COUNT(*) FROM nodes WHERE workspace_id = ? AND is_folder = 0");
     s.bindAll(workspaceId);
     Usage usage;
     if (s.step()) {

@@ -28,22 +28,22 @@ namespace {
 constexpr int ExitBadOptions = 2;
 constexpr int ExitFailure = 1;
 
-bool fileExists(const std::string &path)
+bool fileExists(const std::string& path)
 {
-    struct stat st{};
+    struct stat st { };
     return ::stat(path.c_str(), &st) == 0;
 }
 
-bool makeDataDirectory(const std::string &path)
+bool makeDataDirectory(const std::string& path)
 {
     if (::mkdir(path.c_str(), 0700) == 0) {
         return true;
     }
-    struct stat st{};
+    struct stat st { };
     return errno == EEXIST && ::stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
 }
 
-int s_signalPipe[2] = {-1, -1};
+int s_signalPipe[2] = { -1, -1 };
 
 void onStopSignal(int signal)
 {
@@ -54,15 +54,15 @@ void onStopSignal(int signal)
     errno = savedErrno;
 }
 
-void removeDatabaseFiles(const std::string &dbPath)
+void removeDatabaseFiles(const std::string& dbPath)
 {
-    for (const char *suffix : {"", "-wal", "-shm"}) {
+    for (const char* suffix : { "", "-wal", "-shm" }) {
         ::unlink((dbPath + suffix).c_str());
     }
 }
 } // namespace
 
-int main(int argc, char **argv)
+int main(int argc, char** argv)
 {
     std::vector<std::string> args(argv + 1, argv + argc);
     std::string error;
@@ -83,7 +83,7 @@ int main(int argc, char **argv)
         Log::error(std::string("cannot create the signal pipe: ") + std::strerror(errno));
         return ExitFailure;
     }
-    struct sigaction action{};
+    struct sigaction action { };
     action.sa_handler = onStopSignal;
     sigemptyset(&action.sa_mask);
     action.sa_flags = 0; // no SA_RESTART: the watcher's read() must return
@@ -100,7 +100,7 @@ int main(int argc, char **argv)
     // which is handy for a quick try and is removed when it stops.
     bool temporaryData = false;
     if (options->dataDir.empty()) {
-        const char *tmp = std::getenv("TMPDIR");
+        const char* tmp = std::getenv("TMPDIR");
         std::string pattern = std::string(tmp && *tmp ? tmp : "/tmp") + "/zyr-cloud-XXXXXX";
         if (!::mkdtemp(pattern.data())) {
             Log::error(std::string("cannot create a temporary data directory: ") + std::strerror(errno));
@@ -140,7 +140,7 @@ int main(int argc, char **argv)
         } else if (!options->seedFile.empty()) {
             Log::info("existing database kept; seed file ignored");
         }
-    } catch (const std::exception &e) {
+    } catch (const std::exception& e) {
         Log::error(e.what());
         db.reset();
         if (fresh) {
@@ -165,8 +165,7 @@ int main(int argc, char **argv)
     std::thread signalThread([&] {
         pthread_sigmask(SIG_UNBLOCK, &stopSignals, nullptr);
         char signal = 0;
-        while (::read(s_signalPipe[0], &signal, 1) < 0 && errno == EINTR) {
-        }
+        while (::read(s_signalPipe[0], &signal, 1) < 0 && errno == EINTR) { }
         if (signal != 0) {
             Log::info(std::string("stopping on ") + (signal == SIGINT ? "SIGINT" : "SIGTERM"));
             server->stop();
@@ -176,8 +175,7 @@ int main(int argc, char **argv)
     const bool ok = server->run();
     // Wakes the watcher when the server ended on its own (a zero byte).
     const char wake = 0;
-    while (::write(s_signalPipe[1], &wake, 1) < 0 && errno == EINTR) {
-    }
+    while (::write(s_signalPipe[1], &wake, 1) < 0 && errno == EINTR) { }
     signalThread.join();
     server.reset();
     db.reset();

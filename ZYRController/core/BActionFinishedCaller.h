@@ -12,20 +12,15 @@ namespace Trelan::Oku::ZYRController {
 /// Take the finished function of a virtual onXxxFinished so that an override
 /// in a subclass of the owner receives the call.
 template <typename Owner>
-class BActionFinishedCaller final : public BActionFinishedCallerBase
-{
+class BActionFinishedCaller final : public BActionFinishedCallerBase {
 public:
     using FinishedFunction = void (Owner::*)(BReplyHandlerBase*);
     using ProgressFunction = void (Owner::*)(qint64, qint64);
 
-    BActionFinishedCaller(Owner* owner, FinishedFunction finished,
-                          ProgressFunction downloadProgress = nullptr,
+    BActionFinishedCaller(Owner* owner, FinishedFunction finished, ProgressFunction downloadProgress = nullptr,
                           ProgressFunction uploadProgress = nullptr)
-        : BActionFinishedCallerBase(&BActionFinishedCaller::deleteCaller)
-        , m_owner(owner)
-        , m_finished(finished)
-        , m_downloadProgress(downloadProgress)
-        , m_uploadProgress(uploadProgress)
+        : BActionFinishedCallerBase(&BActionFinishedCaller::deleteCaller), m_owner(owner), m_finished(finished),
+          m_downloadProgress(downloadProgress), m_uploadProgress(uploadProgress)
     {
     }
 
@@ -48,10 +43,7 @@ public:
     }
 
 private:
-    static void deleteCaller(BActionFinishedCallerBase* caller)
-    {
-        delete static_cast<BActionFinishedCaller*>(caller);
-    }
+    static void deleteCaller(BActionFinishedCallerBase* caller) { delete static_cast<BActionFinishedCaller*>(caller); }
 
     Owner* m_owner;
     FinishedFunction m_finished;

@@ -18,8 +18,7 @@ class BReplyHandlerBase;
 /// deleter to this base, so destroy() always deletes the object as the type
 /// it was made as; a plain `delete` through the base is not possible (the
 /// destructor is protected).
-class ZYRCONTROLLER_EXPORT BActionFinishedCallerBase
-{
+class ZYRCONTROLLER_EXPORT BActionFinishedCallerBase {
 public:
     virtual void onFinished(BReplyHandlerBase* handler) = 0;
     virtual void onDownloadProgress(qint64 bytesReceived, qint64 bytesTotal) = 0;

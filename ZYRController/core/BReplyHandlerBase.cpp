@@ -34,7 +34,7 @@ bool parseObject(const QByteArray& body, QJsonObject& out)
 
 } // namespace
 
-BReplyHandlerBase::BReplyHandlerBase(BActionFinishedCallerBase* caller) : m_caller(caller) {}
+BReplyHandlerBase::BReplyHandlerBase(BActionFinishedCallerBase* caller) : m_caller(caller) { }
 
 BReplyHandlerBase::~BReplyHandlerBase()
 {
@@ -105,7 +105,7 @@ void BReplyHandlerBase::slotCancel()
     reply->abort();
 }
 
-void BReplyHandlerBase::slotReadyRead() {}
+void BReplyHandlerBase::slotReadyRead() { }
 
 void BReplyHandlerBase::slotFinished()
 {
@@ -114,8 +114,8 @@ void BReplyHandlerBase::slotFinished()
         return;
 
     m_statusCode = replyStatus(reply);
-    qCDebug(lcReply) << metaObject()->className() << "finished, status" << m_statusCode
-                     << "error" << m_errorCode << (m_cancelled ? "(cancelled)" : "");
+    qCDebug(lcReply) << metaObject()->className() << "finished, status" << m_statusCode << "error" << m_errorCode
+                     << (m_cancelled ? "(cancelled)" : "");
     if (m_statusCode == 200)
         parseReply();
 
@@ -139,7 +139,7 @@ void BReplyHandlerBase::slotUploadProgress(qint64 bytesSent, qint64 bytesTotal)
     Q_UNUSED(bytesTotal)
 }
 
-void BReplyHandlerBase::parseReply() {}
+void BReplyHandlerBase::parseReply() { }
 
 BActionFinishedCallerBase* BReplyHandlerBase::caller() const
 {

@@ -26,8 +26,7 @@ class BActionFinishedCallerBase;
 ///
 /// The handler owns its caller. It does not own the reply until the reply
 /// has finished. Owners read results only inside their onXxxFinished call.
-class ZYRCONTROLLER_EXPORT BReplyHandlerBase : public ZYRInterface::INetworkReplyHandler
-{
+class ZYRCONTROLLER_EXPORT BReplyHandlerBase : public ZYRInterface::INetworkReplyHandler {
     Q_OBJECT
 public:
     /// Takes ownership of \a caller (null is allowed: nobody is called back).

@@ -4,7 +4,7 @@
 
 namespace Trelan::Oku::ZYRController {
 
-BSimpleResultHandler::BSimpleResultHandler(BActionFinishedCallerBase* caller) : BReplyHandlerBase(caller) {}
+BSimpleResultHandler::BSimpleResultHandler(BActionFinishedCallerBase* caller) : BReplyHandlerBase(caller) { }
 
 BSimpleResultHandler::~BSimpleResultHandler() = default;
 
@@ -20,8 +20,7 @@ void BSimpleResultHandler::parseReply()
     if (!readRootObject(root))
         return;
     const QJsonValue result = root.value(QLatin1String("result"));
-    m_success = result.isString()
-        && result.toString().compare(QLatin1String("success"), Qt::CaseInsensitive) == 0;
+    m_success = result.isString() && result.toString().compare(QLatin1String("success"), Qt::CaseInsensitive) == 0;
 }
 
 } // namespace Trelan::Oku::ZYRController

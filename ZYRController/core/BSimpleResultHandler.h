@@ -8,8 +8,7 @@ namespace Trelan::Oku::ZYRController {
 
 /// Handler of a request whose answer only says whether it worked: success
 /// is a 200 body {"result": "success"}, the word in any letter case.
-class ZYRCONTROLLER_EXPORT BSimpleResultHandler : public BReplyHandlerBase
-{
+class ZYRCONTROLLER_EXPORT BSimpleResultHandler : public BReplyHandlerBase {
     Q_OBJECT
 public:
     explicit BSimpleResultHandler(BActionFinishedCallerBase* caller);

@@ -4,7 +4,7 @@
 
 namespace Trelan::Oku::ZYRController {
 
-BSyncWorker::BSyncWorker(QObject* parent) : ISyncWorker(parent) {}
+BSyncWorker::BSyncWorker(QObject* parent) : ISyncWorker(parent) { }
 
 BSyncWorker::~BSyncWorker() = default;
 

@@ -9,8 +9,7 @@ namespace Trelan::Oku::ZYRController {
 /// The concrete ISyncWorker: whoever does the work calls notifyStarted() and
 /// notifyEnded(). A reply handler that can be waited for owns one as a child
 /// object and hands it out as its notifier().
-class ZYRCONTROLLER_EXPORT BSyncWorker : public ISyncWorker
-{
+class ZYRCONTROLLER_EXPORT BSyncWorker : public ISyncWorker {
     Q_OBJECT
 public:
     explicit BSyncWorker(QObject* parent = nullptr);

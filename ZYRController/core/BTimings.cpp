@@ -20,8 +20,7 @@ BTimings BTimings::current()
     return s_override ? *s_override : BTimings();
 }
 
-BTimings::Override::Override(const BTimings& timings)
-    : m_installed(new BTimings(timings))
+BTimings::Override::Override(const BTimings& timings) : m_installed(new BTimings(timings))
 {
     QMutexLocker lock(&s_mutex);
     m_previous = s_override;

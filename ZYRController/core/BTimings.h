@@ -43,8 +43,7 @@ inline constexpr int OpenLockPollMs = 5000;
 /// Objects that take a timeout in their constructor (BSyncWorkerManger) are
 /// shortened through that argument instead. Nothing but a test installs an
 /// override.
-struct ZYRCONTROLLER_EXPORT BTimings
-{
+struct ZYRCONTROLLER_EXPORT BTimings {
     int syncWaitMs = Defaults::SyncWaitMs;
     int inactivityTimeoutMs = Defaults::InactivityTimeoutMs;
     int retryDelayMs = Defaults::RetryDelayMs;
@@ -60,8 +59,7 @@ struct ZYRCONTROLLER_EXPORT BTimings
     static BTimings current();
 
     /// Installs shortened timings for the lifetime of the object (tests).
-    class ZYRCONTROLLER_EXPORT Override
-    {
+    class ZYRCONTROLLER_EXPORT Override {
     public:
         explicit Override(const BTimings& timings);
         ~Override();

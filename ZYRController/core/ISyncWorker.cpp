@@ -4,7 +4,7 @@
 
 namespace Trelan::Oku::ZYRController {
 
-ISyncWorker::ISyncWorker(QObject* parent) : QObject(parent) {}
+ISyncWorker::ISyncWorker(QObject* parent) : QObject(parent) { }
 
 ISyncWorker::~ISyncWorker() = default;
 

@@ -11,8 +11,7 @@ namespace Trelan::Oku::ZYRController {
 /// Something a nested wait can wait for: it emits ended() once when its work
 /// is over. Waiters hold participants only through this interface and only
 /// by guarded pointer, so a participant may be destroyed at any time.
-class ZYRCONTROLLER_EXPORT ISyncWorker : public QObject
-{
+class ZYRCONTROLLER_EXPORT ISyncWorker : public QObject {
     Q_OBJECT
 public:
     explicit ISyncWorker(QObject* parent = nullptr);

@@ -11,8 +11,7 @@ namespace Trelan::Oku::ZYRController {
 /// Writes a download's body into an open device as it arrives and forwards
 /// progress and completion to its caller. The device is not owned; it must
 /// stay open until the handler has finished.
-class ZYRCONTROLLER_EXPORT BDownloadFileHandler : public BReplyHandlerBase
-{
+class ZYRCONTROLLER_EXPORT BDownloadFileHandler : public BReplyHandlerBase {
     Q_OBJECT
 public:
     /// Size of the pieces read from the reply and written to the device.

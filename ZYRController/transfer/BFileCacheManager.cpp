@@ -14,7 +14,7 @@ using Trelan::Oku::ZYRCommon::FileUtils;
 using Trelan::Oku::ZYRModel::MFile;
 using Trelan::Oku::ZYRModel::MFileCacheItem;
 
-BFileCacheManager::BFileCacheManager() : m_store(QString(), QString()) {}
+BFileCacheManager::BFileCacheManager() : m_store(QString(), QString()) { }
 
 void BFileCacheManager::buildCacheItem(const QString& fileId, const QString& digest, const QString& localPath,
                                        MFileCacheItem& out)

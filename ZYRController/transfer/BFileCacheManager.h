@@ -18,8 +18,7 @@ namespace Trelan::Oku::ZYRController {
 /// decides whether such a copy can be used instead of a new download. A copy
 /// is current only while the cloud digest is unchanged and the local file
 /// still carries the modification time recorded with it.
-class ZYRCONTROLLER_EXPORT BFileCacheManager
-{
+class ZYRCONTROLLER_EXPORT BFileCacheManager {
 public:
     BFileCacheManager();
 

@@ -31,7 +31,8 @@ using Caller = BActionFinishedCaller<BFileTransferManager>;
 namespace {
 int clampToInt(qint64 value)
 {
-    return static_cast<int>(qBound(qint64(std::numeric_limits<int>::min()), value, qint64(std::numeric_limits<int>::max())));
+    return static_cast<int>(
+            qBound(qint64(std::numeric_limits<int>::min()), value, qint64(std::numeric_limits<int>::max())));
 }
 } // namespace
 
@@ -133,8 +134,7 @@ void BFileTransferManager::setUserId(const QString& userId, const QString& acces
     loadItemsFromDB();
 }
 
-QString BFileTransferManager::generateTargetPath(const QString& parentPath, const QString& name,
-                                                 const QString& newName)
+QString BFileTransferManager::generateTargetPath(const QString& parentPath, const QString& name, const QString& newName)
 {
     QString path = parentPath;
     path.replace(QLatin1Char('\\'), QLatin1Char('/'));
@@ -173,8 +173,8 @@ void BFileTransferManager::upload(const QList<QString>& localPaths, const QStrin
     addItemsToDB(uploadImpl(localPaths, workspaceId, remoteParentPath));
 }
 
-void BFileTransferManager::upload(const QString& localPath, const QString& workspaceId,
-                                  const QString& remoteParentPath, const QString& newName)
+void BFileTransferManager::upload(const QString& localPath, const QString& workspaceId, const QString& remoteParentPath,
+                                  const QString& newName)
 {
     addItemsToDB(uploadImpl(localPath, workspaceId, remoteParentPath, newName));
 }
@@ -190,8 +190,7 @@ BFileTransferManager::ItemList BFileTransferManager::uploadImpl(const QList<QStr
 }
 
 BFileTransferManager::ItemList BFileTransferManager::uploadImpl(const QString& localPath, const QString& workspaceId,
-                                                                const QString& remoteParentPath,
-                                                                const QString& newName)
+                                                                const QString& remoteParentPath, const QString& newName)
 {
     const QFileInfo info(FileUtils::formatPath(localPath));
     if (!info.exists())
@@ -199,7 +198,7 @@ BFileTransferManager::ItemList BFileTransferManager::uploadImpl(const QString& l
     if (info.isDir())
         return uploadFolder(info, workspaceId, remoteParentPath, newName);
     if (info.isFile())
-        return {uploadFile(info, workspaceId, remoteParentPath, newName)};
+        return { uploadFile(info, workspaceId, remoteParentPath, newName) };
     return {};
 }
 
@@ -222,8 +221,7 @@ BFileTransferManager::ItemList BFileTransferManager::uploadFolder(const QFileInf
 {
     const QDir dir(info.absoluteFilePath());
     QList<QString> entries;
-    const QFileInfoList list =
-        dir.entryInfoList(QDir::Dirs | QDir::Files | QDir::NoDotAndDotDot, QDir::NoSort);
+    const QFileInfoList list = dir.entryInfoList(QDir::Dirs | QDir::Files | QDir::NoDotAndDotDot, QDir::NoSort);
     for (const QFileInfo& entry : list)
         entries.append(entry.absoluteFilePath());
     const QString remoteFolder = generateTargetPath(remoteParentPath, dir.dirName(), newName);
@@ -323,7 +321,7 @@ void BFileTransferManager::tryStartTransferWorker(bool includeInterrupted)
         connect(worker, &QThread::finished, worker, &QObject::deleteLater);
         worker->start(QThread::InheritPriority);
         item->setStatus(MFileTransferItem::Transferring);
-        m_workers.append({item, worker, worker, false});
+        m_workers.append({ item, worker, worker, false });
     }
     if (!candidates.isEmpty())
         updateSpeedTimerStatus();
@@ -479,7 +477,7 @@ bool BFileTransferManager::removeUnfinishedItem(const QString& fileId, bool down
             continue;
         const auto status = item->getStatus();
         const bool keep = status == MFileTransferItem::Finished || status == MFileTransferItem::Failed
-            || (downloadsOnly && !item->getIsDownload());
+                || (downloadsOnly && !item->getIsDownload());
         if (!keep) {
             stopWorker(item);
             m_unfinishedItems.removeAll(item);

@@ -32,8 +32,7 @@ class BReplyHandlerBase;
 /// store (writes batched every few seconds). The manager owns the records of
 /// both lists; the signals hand out pointers that stay valid while a record
 /// is in a list. Lives on the thread that made it (the UI thread).
-class ZYRCONTROLLER_EXPORT BFileTransferManager : public QObject
-{
+class ZYRCONTROLLER_EXPORT BFileTransferManager : public QObject {
     Q_OBJECT
 public:
     static constexpr int MAX_THREAD_COUNT = 5;
@@ -125,8 +124,7 @@ private:
     void clear();
     void loadItemsFromDB();
 
-    ItemList uploadImpl(const QList<QString>& localPaths, const QString& workspaceId,
-                        const QString& remoteParentPath);
+    ItemList uploadImpl(const QList<QString>& localPaths, const QString& workspaceId, const QString& remoteParentPath);
     ItemList uploadImpl(const QString& localPath, const QString& workspaceId, const QString& remoteParentPath,
                         const QString& newName);
     Trelan::Oku::ZYRModel::MFileTransferItem* uploadFile(const QFileInfo& info, const QString& workspaceId,

@@ -116,8 +116,8 @@ bool BFileTransferWorker::startDownload()
         return false;
     }
 
-    auto* caller = new Caller(this, &BFileTransferWorker::onDownloadFinished,
-                              &BFileTransferWorker::onDownloadProgress, nullptr);
+    auto* caller = new Caller(this, &BFileTransferWorker::onDownloadFinished, &BFileTransferWorker::onDownloadProgress,
+                              nullptr);
     auto* handler = new BDownloadFileHandler(caller, m_file.get());
     m_activeHandler = handler;
     m_lastReported = 0;
@@ -146,8 +146,8 @@ bool BFileTransferWorker::startUpload(qint64 offset, qint64 expectedSize)
             m_startOffset = 0;
     }
 
-    auto* caller = new Caller(this, &BFileTransferWorker::onUploadFinished, nullptr,
-                              &BFileTransferWorker::onUploadProgress);
+    auto* caller
+            = new Caller(this, &BFileTransferWorker::onUploadFinished, nullptr, &BFileTransferWorker::onUploadProgress);
     auto* handler = new BUploadFileHandler(caller);
     m_activeHandler = handler;
     m_lastReported = 0;
@@ -241,8 +241,8 @@ void BFileTransferWorker::onDownloadFinished(BReplyHandlerBase* handler)
     restartInactivityTimer();
     const int code = handler->statusCode();
     const auto* download = static_cast<BDownloadFileHandler*>(handler);
-    const bool complete = (code == 200 || code == 206) && download->isWriteOk()
-        && m_copy.getBytesCompleted() == m_copy.getSize();
+    const bool complete
+            = (code == 200 || code == 206) && download->isWriteOk() && m_copy.getBytesCompleted() == m_copy.getSize();
     const auto status = complete ? MFileTransferItem::Finished : MFileTransferItem::Failed;
 
     if (complete && m_file && m_file->fileName() != m_copy.getLocalPath()) {

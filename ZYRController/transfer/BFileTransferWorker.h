@@ -26,8 +26,7 @@ class BReplyHandlerBase;
 /// "<local path>.zyr" and is renamed when complete, so an interrupted one
 /// resumes from the partial file's size. The worker deletes itself through
 /// its finished() signal, which the queue connects to deleteLater().
-class ZYRCONTROLLER_EXPORT BFileTransferWorker : public QThread
-{
+class ZYRCONTROLLER_EXPORT BFileTransferWorker : public QThread {
     Q_OBJECT
 public:
     static constexpr int MaxRemoteInfoAttempts = 5;
@@ -92,7 +91,7 @@ private:
     std::unique_ptr<QFile> m_file;
     qint64 m_startOffset = 0;
     std::unique_ptr<QTimer> m_inactivityTimer;
-    std::atomic<bool> m_deleteOnStop{false};
+    std::atomic<bool> m_deleteOnStop{ false };
     qint64 m_lastReported = 0;
     BTimings m_timings;
     QPointer<BReplyHandlerBase> m_activeHandler;

@@ -6,7 +6,7 @@
 
 namespace Trelan::Oku::ZYRController {
 
-BUploadFileHandler::BUploadFileHandler(BActionFinishedCallerBase* caller) : BFileInfoHandlerBase(caller) {}
+BUploadFileHandler::BUploadFileHandler(BActionFinishedCallerBase* caller) : BFileInfoHandlerBase(caller) { }
 
 void BUploadFileHandler::slotUploadProgress(qint64 bytesSent, qint64 bytesTotal)
 {

@@ -8,8 +8,7 @@ namespace Trelan::Oku::ZYRController {
 
 /// Forwards an upload's progress and completion to its caller and reads the
 /// uploaded file's metadata from a 200 answer (file()).
-class ZYRCONTROLLER_EXPORT BUploadFileHandler : public BFileInfoHandlerBase
-{
+class ZYRCONTROLLER_EXPORT BUploadFileHandler : public BFileInfoHandlerBase {
     Q_OBJECT
 public:
     explicit BUploadFileHandler(BActionFinishedCallerBase* caller);

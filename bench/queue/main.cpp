@@ -46,8 +46,8 @@ QTextStream& err()
 }
 
 // A small JSON request outside the measured part (sign-in, metadata).
-QJsonObject requestJson(QNetworkAccessManager& network, const QUrl& url, const QByteArray& body,
-                        const QString& token, int* status)
+QJsonObject requestJson(QNetworkAccessManager& network, const QUrl& url, const QByteArray& body, const QString& token,
+                        int* status)
 {
     QNetworkRequest request(url);
     if (!token.isEmpty())
@@ -76,11 +76,12 @@ int main(int argc, char* argv[])
     // A line per request would be measured too.
     QLoggingCategory::setFilterRules(QStringLiteral("zyr.*.debug=false"));
     QCommandLineParser parser;
-    parser.setApplicationDescription(QStringLiteral("Upload or download a file or a folder through the transfer queue."));
+    parser.setApplicationDescription(
+            QStringLiteral("Upload or download a file or a folder through the transfer queue."));
     parser.addHelpOption();
     const QCommandLineOption server(QStringLiteral("server"), QStringLiteral("Server address."), QStringLiteral("url"));
-    const QCommandLineOption account(QStringLiteral("account"), QStringLiteral("Account (alice)."), QStringLiteral("name"),
-                                     QStringLiteral("alice"));
+    const QCommandLineOption account(QStringLiteral("account"), QStringLiteral("Account (alice)."),
+                                     QStringLiteral("name"), QStringLiteral("alice"));
     const QCommandLineOption password(QStringLiteral("password"), QStringLiteral("Password (alice-pass)."),
                                       QStringLiteral("password"), QStringLiteral("alice-pass"));
     const QCommandLineOption workspace(QStringLiteral("workspace"), QStringLiteral("Workspace id (w-design)."),
@@ -94,17 +95,16 @@ int main(int argc, char* argv[])
                                       QStringLiteral("path"));
     const QCommandLineOption output(QStringLiteral("out"), QStringLiteral("Local folder the download goes into."),
                                     QStringLiteral("dir"));
-    const QCommandLineOption expect(QStringLiteral("expect"),
-                                    QStringLiteral("Files a folder download yields (1)."), QStringLiteral("count"),
-                                    QStringLiteral("1"));
+    const QCommandLineOption expect(QStringLiteral("expect"), QStringLiteral("Files a folder download yields (1)."),
+                                    QStringLiteral("count"), QStringLiteral("1"));
     const QCommandLineOption noPause(QStringLiteral("no-completion-pause"),
                                      QStringLiteral("Diagnostic only: leave out the queue's pause after each "
                                                     "completed transfer, to see where the rest of the time goes."));
     const QCommandLineOption stallSeconds(QStringLiteral("stall-seconds"),
                                           QStringLiteral("Give up after this long without any news (120)."),
                                           QStringLiteral("seconds"), QStringLiteral("120"));
-    parser.addOptions({server, account, password, workspace, upload, remoteParent, download, output, expect, noPause,
-                       stallSeconds});
+    parser.addOptions({ server, account, password, workspace, upload, remoteParent, download, output, expect, noPause,
+                        stallSeconds });
     parser.process(app);
 
     if (!parser.isSet(server) || parser.isSet(upload) == parser.isSet(download)
@@ -117,12 +117,12 @@ int main(int argc, char* argv[])
 
     QNetworkAccessManager network;
     int status = 0;
-    const QJsonObject credentials{{QStringLiteral("account"), parser.value(account)},
-                                  {QStringLiteral("password"), parser.value(password)}};
+    const QJsonObject credentials{ { QStringLiteral("account"), parser.value(account) },
+                                   { QStringLiteral("password"), parser.value(password) } };
     const QString token = requestJson(network, base.resolved(QUrl(QStringLiteral("/api/v1/auth/login"))),
                                       QJsonDocument(credentials).toJson(QJsonDocument::Compact), QString(), &status)
-                              .value(QStringLiteral("accessToken"))
-                              .toString();
+                                  .value(QStringLiteral("accessToken"))
+                                  .toString();
     if (status != 200 || token.isEmpty()) {
         err() << "sign-in failed: status " << status << Qt::endl;
         return 1;
@@ -178,7 +178,7 @@ int main(int argc, char* argv[])
     sinceNews.start();
     int expected = 0;
     if (parser.isSet(upload)) {
-        queue.upload(QList<QString>{parser.value(upload)}, parser.value(workspace), parser.value(remoteParent));
+        queue.upload(QList<QString>{ parser.value(upload) }, parser.value(workspace), parser.value(remoteParent));
         expected = added; // records are made at once for a whole folder
     } else {
         queue.download(remote, parser.value(output), QString());

@@ -15,7 +15,7 @@ void BenchReplyHandler::slotError(QNetworkReply::NetworkError error)
     m_result.errorString = m_reply->errorString();
 }
 
-void BenchReplyHandler::slotSslErrors(QList<QSslError>) {}
+void BenchReplyHandler::slotSslErrors(QList<QSslError>) { }
 
 void BenchReplyHandler::slotReadyRead()
 {
@@ -49,9 +49,9 @@ void BenchReplyHandler::slotFinished()
     deleteLater();
 }
 
-void BenchReplyHandler::slotDownloadProgress(qint64, qint64) {}
+void BenchReplyHandler::slotDownloadProgress(qint64, qint64) { }
 
-void BenchReplyHandler::slotUploadProgress(qint64, qint64) {}
+void BenchReplyHandler::slotUploadProgress(qint64, qint64) { }
 
 void BenchReplyHandler::slotCancel()
 {

@@ -16,16 +16,14 @@ class QFileDevice;
 /// readyRead it reads pieces of at most chunkSize bytes until a read returns
 /// nothing, writes each and flushes. Without a sink it keeps the (small)
 /// body. It calls \a done once, then deletes its reply and itself.
-class BenchReplyHandler : public Trelan::Oku::ZYRInterface::INetworkReplyHandler
-{
+class BenchReplyHandler : public Trelan::Oku::ZYRInterface::INetworkReplyHandler {
     Q_OBJECT
 public:
-    struct Result
-    {
+    struct Result {
         int status = 0;
         int error = 0;
         QString errorString;
-        QByteArray body;         ///< without a sink
+        QByteArray body; ///< without a sink
         qint64 bytesWritten = 0; ///< with a sink
         bool writeOk = true;
     };

@@ -61,21 +61,24 @@ int main(int argc, char* argv[])
     parser.setApplicationDescription(QStringLiteral("Upload or download one file through ZYRService."));
     parser.addHelpOption();
     const QCommandLineOption server(QStringLiteral("server"), QStringLiteral("Server address."), QStringLiteral("url"));
-    const QCommandLineOption account(QStringLiteral("account"), QStringLiteral("Account (alice)."), QStringLiteral("name"),
-                                     QStringLiteral("alice"));
+    const QCommandLineOption account(QStringLiteral("account"), QStringLiteral("Account (alice)."),
+                                     QStringLiteral("name"), QStringLiteral("alice"));
     const QCommandLineOption password(QStringLiteral("password"), QStringLiteral("Password (alice-pass)."),
                                       QStringLiteral("password"), QStringLiteral("alice-pass"));
     const QCommandLineOption workspace(QStringLiteral("workspace"), QStringLiteral("Workspace id (w-design)."),
                                        QStringLiteral("id"), QStringLiteral("w-design"));
-    const QCommandLineOption upload(QStringLiteral("upload"), QStringLiteral("Local file to upload."), QStringLiteral("file"));
+    const QCommandLineOption upload(QStringLiteral("upload"), QStringLiteral("Local file to upload."),
+                                    QStringLiteral("file"));
     const QCommandLineOption remotePath(QStringLiteral("remote-path"), QStringLiteral("Remote path of the upload."),
                                         QStringLiteral("path"), QStringLiteral("/bench/zyr.bin"));
-    const QCommandLineOption download(QStringLiteral("download"), QStringLiteral("File id to download."), QStringLiteral("id"));
-    const QCommandLineOption output(QStringLiteral("out"), QStringLiteral("Where the download goes."), QStringLiteral("file"));
+    const QCommandLineOption download(QStringLiteral("download"), QStringLiteral("File id to download."),
+                                      QStringLiteral("id"));
+    const QCommandLineOption output(QStringLiteral("out"), QStringLiteral("Where the download goes."),
+                                    QStringLiteral("file"));
     const QCommandLineOption chunk(QStringLiteral("chunk"),
                                    QStringLiteral("Read piece size of the download handler (10240, as the client's)."),
                                    QStringLiteral("bytes"), QStringLiteral("10240"));
-    parser.addOptions({server, account, password, workspace, upload, remotePath, download, output, chunk});
+    parser.addOptions({ server, account, password, workspace, upload, remotePath, download, output, chunk });
     parser.process(app);
 
     if (!parser.isSet(server) || parser.isSet(upload) == parser.isSet(download)

@@ -18,8 +18,7 @@ using Setter = void (*)(const QString&);
 Q_DECLARE_METATYPE(Getter)
 Q_DECLARE_METATYPE(Setter)
 
-class tst_ApplicationSettings : public QObject
-{
+class tst_ApplicationSettings : public QObject {
     Q_OBJECT
 
 private slots:
@@ -130,8 +129,8 @@ void tst_ApplicationSettings::overrideWinsAndResets()
     QVERIFY(QFileInfo(QDir::cleanPath(chosen)).isDir());
 
     // The other two locations are not affected by this override.
-    const QStringList all{ApplicationSettings::fileCacheLocation(), ApplicationSettings::tempDataLocation(),
-                          ApplicationSettings::databaseLocation()};
+    const QStringList all{ ApplicationSettings::fileCacheLocation(), ApplicationSettings::tempDataLocation(),
+                           ApplicationSettings::databaseLocation() };
     QCOMPARE(all.count(QDir::cleanPath(chosen)), 1);
 
     setter(QString());
@@ -147,7 +146,7 @@ void tst_ApplicationSettings::concurrentOverrides()
     const QString b = dir.filePath(QStringLiteral("b"));
     ApplicationSettings::setDatabaseLocation(a);
 
-    std::atomic<int> unexpected{0};
+    std::atomic<int> unexpected{ 0 };
     QThread* writer = QThread::create([&] {
         for (int i = 0; i < 500; ++i)
             ApplicationSettings::setDatabaseLocation(i % 2 ? a : b);

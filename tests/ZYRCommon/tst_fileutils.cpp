@@ -29,8 +29,7 @@ QByteArray readFile(const QString& path)
 
 } // namespace
 
-class tst_FileUtils : public QObject
-{
+class tst_FileUtils : public QObject {
     Q_OBJECT
 
 private slots:
@@ -99,25 +98,44 @@ void tst_FileUtils::formatPath_data()
     QTest::addColumn<QString>("path");
     QTest::addColumn<QString>("expected");
 
-    QTest::newRow("empty") << "" << "";
-    QTest::newRow("plain") << "/a/b" << "/a/b";
-    QTest::newRow("relative") << "a/b" << "a/b";
-    QTest::newRow("backslashes") << "C:\\Users\\me\\doc.txt" << "C:/Users/me/doc.txt";
-    QTest::newRow("mixed separators") << "a\\b/c\\\\d" << "a/b/c/d";
-    QTest::newRow("trailing slash") << "/a/b/" << "/a/b";
-    QTest::newRow("trailing backslashes") << "a\\b\\\\" << "a/b";
-    QTest::newRow("doubled inside") << "/a//b///c" << "/a/b/c";
-    QTest::newRow("root") << "/" << "/";
-    QTest::newRow("drive root") << "C:/" << "C:/";
-    QTest::newRow("drive root backslash") << "C:\\" << "C:/";
-    QTest::newRow("drive root doubled") << "C://" << "C:/";
-    QTest::newRow("drive without slash") << "C:" << "C:";
-    QTest::newRow("unc") << "//server/share/dir/" << "//server/share/dir";
-    QTest::newRow("unc backslashes") << "\\\\server\\share" << "//server/share";
-    QTest::newRow("unc tripled start") << "///server//share" << "//server/share";
-    QTest::newRow("dots kept") << "/a/./b/../c" << "/a/./b/../c";
-    QTest::newRow("unicode") << "D:\\报告\\报告 2024.pdf" << "D:/报告/报告 2024.pdf";
-    QTest::newRow("spaces kept") << "/a b//c  d/" << "/a b/c  d";
+    QTest::newRow("empty") << ""
+                           << "";
+    QTest::newRow("plain") << "/a/b"
+                           << "/a/b";
+    QTest::newRow("relative") << "a/b"
+                              << "a/b";
+    QTest::newRow("backslashes") << "C:\\Users\\me\\doc.txt"
+                                 << "C:/Users/me/doc.txt";
+    QTest::newRow("mixed separators") << "a\\b/c\\\\d"
+                                      << "a/b/c/d";
+    QTest::newRow("trailing slash") << "/a/b/"
+                                    << "/a/b";
+    QTest::newRow("trailing backslashes") << "a\\b\\\\"
+                                          << "a/b";
+    QTest::newRow("doubled inside") << "/a//b///c"
+                                    << "/a/b/c";
+    QTest::newRow("root") << "/"
+                          << "/";
+    QTest::newRow("drive root") << "C:/"
+                                << "C:/";
+    QTest::newRow("drive root backslash") << "C:\\"
+                                          << "C:/";
+    QTest::newRow("drive root doubled") << "C://"
+                                        << "C:/";
+    QTest::newRow("drive without slash") << "C:"
+                                         << "C:";
+    QTest::newRow("unc") << "//server/share/dir/"
+                         << "//server/share/dir";
+    QTest::newRow("unc backslashes") << "\\\\server\\share"
+                                     << "//server/share";
+    QTest::newRow("unc tripled start") << "///server//share"
+                                       << "//server/share";
+    QTest::newRow("dots kept") << "/a/./b/../c"
+                               << "/a/./b/../c";
+    QTest::newRow("unicode") << "D:\\报告\\报告 2024.pdf"
+                             << "D:/报告/报告 2024.pdf";
+    QTest::newRow("spaces kept") << "/a b//c  d/"
+                                 << "/a b/c  d";
 }
 
 void tst_FileUtils::formatPath()
@@ -135,17 +153,39 @@ void tst_FileUtils::concat_data()
     QTest::addColumn<QString>("second");
     QTest::addColumn<QString>("expected");
 
-    QTest::newRow("plain") << "a" << "b" << "a/b";
-    QTest::newRow("slash on both sides") << "/a/" << "/b" << "/a/b";
-    QTest::newRow("many slashes at the seam") << "/a//" << "//b/c" << "/a/b/c";
-    QTest::newRow("backslashes") << "R\\x" << "\\sub\\f.dwg" << "R/x/sub/f.dwg";
-    QTest::newRow("root first") << "/" << "b" << "/b";
-    QTest::newRow("drive root first") << "C:\\" << "b" << "C:/b";
-    QTest::newRow("empty first") << "" << "\\x\\" << "\\x\\";
-    QTest::newRow("empty second") << "a\\" << "" << "a\\";
-    QTest::newRow("both empty") << "" << "" << "";
-    QTest::newRow("workspace key") << "ws-1" << "/R/proj/sub/x.dwg" << "ws-1/R/proj/sub/x.dwg";
-    QTest::newRow("unicode") << "/文档" << "报告 2024.pdf" << "/文档/报告 2024.pdf";
+    QTest::newRow("plain") << "a"
+                           << "b"
+                           << "a/b";
+    QTest::newRow("slash on both sides") << "/a/"
+                                         << "/b"
+                                         << "/a/b";
+    QTest::newRow("many slashes at the seam") << "/a//"
+                                              << "//b/c"
+                                              << "/a/b/c";
+    QTest::newRow("backslashes") << "R\\x"
+                                 << "\\sub\\f.dwg"
+                                 << "R/x/sub/f.dwg";
+    QTest::newRow("root first") << "/"
+                                << "b"
+                                << "/b";
+    QTest::newRow("drive root first") << "C:\\"
+                                      << "b"
+                                      << "C:/b";
+    QTest::newRow("empty first") << ""
+                                 << "\\x\\"
+                                 << "\\x\\";
+    QTest::newRow("empty second") << "a\\"
+                                  << ""
+                                  << "a\\";
+    QTest::newRow("both empty") << ""
+                                << ""
+                                << "";
+    QTest::newRow("workspace key") << "ws-1"
+                                   << "/R/proj/sub/x.dwg"
+                                   << "ws-1/R/proj/sub/x.dwg";
+    QTest::newRow("unicode") << "/文档"
+                             << "报告 2024.pdf"
+                             << "/文档/报告 2024.pdf";
 }
 
 void tst_FileUtils::concat()
@@ -161,8 +201,8 @@ void tst_FileUtils::concat()
 void tst_FileUtils::concatMakesMatchingKeys()
 {
     const QString relative = QStringLiteral("D:/a/proj/sub/x.dwg").mid(QStringLiteral("D:/a/proj").size());
-    const QString fromHelper =
-        FileUtils::concat(QStringLiteral("/R"), FileUtils::concat(QStringLiteral("proj"), relative));
+    const QString fromHelper
+            = FileUtils::concat(QStringLiteral("/R"), FileUtils::concat(QStringLiteral("proj"), relative));
     QCOMPARE(fromHelper, QStringLiteral("/R/proj/sub/x.dwg"));
     QCOMPARE(FileUtils::concat(QStringLiteral("ws"), fromHelper),
              FileUtils::concat(QStringLiteral("ws"), QStringLiteral("/R/proj/sub/x.dwg")));
@@ -175,16 +215,26 @@ void tst_FileUtils::getFileName_data()
     QTest::addColumn<QString>("path");
     QTest::addColumn<QString>("expected");
 
-    QTest::newRow("file") << "a/b/c.txt" << "c.txt";
-    QTest::newRow("trailing slash") << "a/b/" << "b";
-    QTest::newRow("backslashes") << "C:\\dir\\file.dwg" << "file.dwg";
-    QTest::newRow("name only") << "file" << "file";
-    QTest::newRow("dot-file") << "/home/.bashrc" << ".bashrc";
-    QTest::newRow("unicode") << "D:/报告/报告 2024.pdf" << "报告 2024.pdf";
-    QTest::newRow("root") << "/" << "";
-    QTest::newRow("drive root") << "C:\\" << "";
-    QTest::newRow("empty") << "" << "";
-    QTest::newRow("unc share") << "//server/share" << "share";
+    QTest::newRow("file") << "a/b/c.txt"
+                          << "c.txt";
+    QTest::newRow("trailing slash") << "a/b/"
+                                    << "b";
+    QTest::newRow("backslashes") << "C:\\dir\\file.dwg"
+                                 << "file.dwg";
+    QTest::newRow("name only") << "file"
+                               << "file";
+    QTest::newRow("dot-file") << "/home/.bashrc"
+                              << ".bashrc";
+    QTest::newRow("unicode") << "D:/报告/报告 2024.pdf"
+                             << "报告 2024.pdf";
+    QTest::newRow("root") << "/"
+                          << "";
+    QTest::newRow("drive root") << "C:\\"
+                                << "";
+    QTest::newRow("empty") << ""
+                           << "";
+    QTest::newRow("unc share") << "//server/share"
+                               << "share";
 }
 
 void tst_FileUtils::getFileName()
@@ -226,19 +276,32 @@ void tst_FileUtils::getParentFolderPath_data()
     QTest::addColumn<QString>("path");
     QTest::addColumn<QString>("expected");
 
-    QTest::newRow("nested") << "/a/b/c" << "/a/b";
-    QTest::newRow("top level") << "/a" << "/";
-    QTest::newRow("relative single") << "a" << "";
-    QTest::newRow("relative nested") << "a/b" << "a";
-    QTest::newRow("trailing slash") << "/a/b/" << "/a";
-    QTest::newRow("backslashes") << "C:\\a\\b.txt" << "C:/a";
-    QTest::newRow("below drive") << "C:/a" << "C:/";
-    QTest::newRow("drive root") << "C:/" << "";
-    QTest::newRow("root") << "/" << "";
-    QTest::newRow("empty") << "" << "";
-    QTest::newRow("unc share") << "//server/share" << "//server";
-    QTest::newRow("unc host") << "//server" << "";
-    QTest::newRow("doubled") << "/a//b//c" << "/a/b";
+    QTest::newRow("nested") << "/a/b/c"
+                            << "/a/b";
+    QTest::newRow("top level") << "/a"
+                               << "/";
+    QTest::newRow("relative single") << "a"
+                                     << "";
+    QTest::newRow("relative nested") << "a/b"
+                                     << "a";
+    QTest::newRow("trailing slash") << "/a/b/"
+                                    << "/a";
+    QTest::newRow("backslashes") << "C:\\a\\b.txt"
+                                 << "C:/a";
+    QTest::newRow("below drive") << "C:/a"
+                                 << "C:/";
+    QTest::newRow("drive root") << "C:/"
+                                << "";
+    QTest::newRow("root") << "/"
+                          << "";
+    QTest::newRow("empty") << ""
+                           << "";
+    QTest::newRow("unc share") << "//server/share"
+                               << "//server";
+    QTest::newRow("unc host") << "//server"
+                              << "";
+    QTest::newRow("doubled") << "/a//b//c"
+                             << "/a/b";
 }
 
 void tst_FileUtils::getParentFolderPath()
@@ -253,13 +316,20 @@ void tst_FileUtils::removeContinuousSpaces_data()
     QTest::addColumn<QString>("name");
     QTest::addColumn<QString>("expected");
 
-    QTest::newRow("plain") << "a b" << "a b";
-    QTest::newRow("run") << "a   b" << "a b";
-    QTest::newRow("tabs and newlines") << "a\t\t b\nc" << "a b c";
-    QTest::newRow("trimmed") << "  report  " << "report";
-    QTest::newRow("unicode") << "报告   2024.pdf" << "报告 2024.pdf";
-    QTest::newRow("only spaces") << "   " << "";
-    QTest::newRow("empty") << "" << "";
+    QTest::newRow("plain") << "a b"
+                           << "a b";
+    QTest::newRow("run") << "a   b"
+                         << "a b";
+    QTest::newRow("tabs and newlines") << "a\t\t b\nc"
+                                       << "a b c";
+    QTest::newRow("trimmed") << "  report  "
+                             << "report";
+    QTest::newRow("unicode") << "报告   2024.pdf"
+                             << "报告 2024.pdf";
+    QTest::newRow("only spaces") << "   "
+                                 << "";
+    QTest::newRow("empty") << ""
+                           << "";
 }
 
 void tst_FileUtils::removeContinuousSpaces()
@@ -275,16 +345,26 @@ void tst_FileUtils::generateUniqueName_data()
     QTest::addColumn<QString>("name");
     QTest::addColumn<QString>("expected");
 
-    QTest::newRow("free") << QStringList() << "a.txt" << "a.txt";
-    QTest::newRow("taken") << QStringList{"a.txt"} << "a.txt" << "a (1).txt";
-    QTest::newRow("smallest free n") << QStringList{"a.txt", "a (1).txt", "a (3).txt"} << "a.txt" << "a (2).txt";
-    QTest::newRow("no extension") << QStringList{"README"} << "README" << "README (1)";
-    QTest::newRow("dot-file") << QStringList{".env"} << ".env" << ".env (1)";
-    QTest::newRow("last dot") << QStringList{"x.tar.gz"} << "x.tar.gz" << "x.tar (1).gz";
-    QTest::newRow("unicode") << QStringList{"报告 2024.pdf"} << "报告 2024.pdf" << "报告 2024 (1).pdf";
-    QTest::newRow("folder in the way") << QStringList{"docs/"} << "docs" << "docs (1)";
-    QTest::newRow("other names ignored") << QStringList{"b.txt"} << "a.txt" << "a.txt";
-    QTest::newRow("empty name") << QStringList() << "" << "";
+    QTest::newRow("free") << QStringList() << "a.txt"
+                          << "a.txt";
+    QTest::newRow("taken") << QStringList{ "a.txt" } << "a.txt"
+                           << "a (1).txt";
+    QTest::newRow("smallest free n") << QStringList{ "a.txt", "a (1).txt", "a (3).txt" } << "a.txt"
+                                     << "a (2).txt";
+    QTest::newRow("no extension") << QStringList{ "README" } << "README"
+                                  << "README (1)";
+    QTest::newRow("dot-file") << QStringList{ ".env" } << ".env"
+                              << ".env (1)";
+    QTest::newRow("last dot") << QStringList{ "x.tar.gz" } << "x.tar.gz"
+                              << "x.tar (1).gz";
+    QTest::newRow("unicode") << QStringList{ "报告 2024.pdf" } << "报告 2024.pdf"
+                             << "报告 2024 (1).pdf";
+    QTest::newRow("folder in the way") << QStringList{ "docs/" } << "docs"
+                                       << "docs (1)";
+    QTest::newRow("other names ignored") << QStringList{ "b.txt" } << "a.txt"
+                                         << "a.txt";
+    QTest::newRow("empty name") << QStringList() << ""
+                                << "";
 }
 
 void tst_FileUtils::generateUniqueName()

@@ -70,8 +70,7 @@ QList<MFileTransferItem> readAll(TransferItemDBManager& store, const QString& us
 
 } // namespace
 
-class tst_TransferItemDBManager : public QObject
-{
+class tst_TransferItemDBManager : public QObject {
     Q_OBJECT
 
 private slots:
@@ -117,10 +116,10 @@ void tst_TransferItemDBManager::insertAndReadBack()
     single.setUpdateTime(QDateTime());
     QVERIFY(store.insertItem(&single));
 
-    QList<MFileTransferItem> list{makeItem(QStringLiteral("u1"), MFileTransferItem::Transferring, 1),
-                                  makeItem(QStringLiteral("u1"), MFileTransferItem::Failed, 2),
-                                  makeItem(QStringLiteral("u1"), MFileTransferItem::Interrupted, 3),
-                                  makeItem(QStringLiteral("u1"), MFileTransferItem::Finished, 4)};
+    QList<MFileTransferItem> list{ makeItem(QStringLiteral("u1"), MFileTransferItem::Transferring, 1),
+                                   makeItem(QStringLiteral("u1"), MFileTransferItem::Failed, 2),
+                                   makeItem(QStringLiteral("u1"), MFileTransferItem::Interrupted, 3),
+                                   makeItem(QStringLiteral("u1"), MFileTransferItem::Finished, 4) };
     // Local time, as the queue stamps its records, reads back as the same instant.
     list[0].setCreateTime(Base.addSecs(60).toLocalTime());
     QVERIFY(store.insertItems(pointers(list)));
@@ -156,9 +155,9 @@ void tst_TransferItemDBManager::insertReplacesSameId()
 void tst_TransferItemDBManager::updateSingleAndList()
 {
     TransferItemDBManager store(dbPath(), QString());
-    QList<MFileTransferItem> items{makeItem(QStringLiteral("u1"), MFileTransferItem::Waiting, 1),
-                                   makeItem(QStringLiteral("u1"), MFileTransferItem::Waiting, 2),
-                                   makeItem(QStringLiteral("u1"), MFileTransferItem::Waiting, 3)};
+    QList<MFileTransferItem> items{ makeItem(QStringLiteral("u1"), MFileTransferItem::Waiting, 1),
+                                    makeItem(QStringLiteral("u1"), MFileTransferItem::Waiting, 2),
+                                    makeItem(QStringLiteral("u1"), MFileTransferItem::Waiting, 3) };
     QVERIFY(store.insertItems(pointers(items)));
 
     items[0].setStatus(MFileTransferItem::Transferring);
@@ -170,15 +169,15 @@ void tst_TransferItemDBManager::updateSingleAndList()
     items[1].setUpdateTime(Base.addDays(1));
     items[2].setStatus(MFileTransferItem::Failed);
     MFileTransferItem neverStored = makeItem(QStringLiteral("u1"), MFileTransferItem::Waiting, 9);
-    QVERIFY(store.updateItems({items[1], items[2], neverStored}));
+    QVERIFY(store.updateItems({ items[1], items[2], neverStored }));
     QVERIFY(store.updateItems({}));
 
     QList<MFileTransferItem> unfinished;
     QVERIFY(store.getUnfinishedItems(QStringLiteral("u1"), unfinished));
-    QCOMPARE(unfinished, (QList<MFileTransferItem>{items[0], items[2]}));
+    QCOMPARE(unfinished, (QList<MFileTransferItem>{ items[0], items[2] }));
     QList<MFileTransferItem> finished;
     QVERIFY(store.getFinishedItems(QStringLiteral("u1"), finished, 10));
-    QCOMPARE(finished, QList<MFileTransferItem>{items[1]});
+    QCOMPARE(finished, QList<MFileTransferItem>{ items[1] });
 }
 
 void tst_TransferItemDBManager::deleteSingleAndList()
@@ -191,17 +190,17 @@ void tst_TransferItemDBManager::deleteSingleAndList()
 
     QVERIFY(store.deleteItem(&items[0]));
     QVERIFY(store.deleteItem(&items[0])); // already gone: not an error
-    QVERIFY(store.deleteItems({&items[1], &items[3]}));
+    QVERIFY(store.deleteItems({ &items[1], &items[3] }));
     QVERIFY(store.deleteItems({}));
 
-    QCOMPARE(ids(readAll(store, QStringLiteral("u1"))), (QStringList{items[2].getId(), items[4].getId()}));
+    QCOMPARE(ids(readAll(store, QStringLiteral("u1"))), (QStringList{ items[2].getId(), items[4].getId() }));
 }
 
 void tst_TransferItemDBManager::reopenReadsEqualRecords()
 {
-    QList<MFileTransferItem> items{makeItem(QStringLiteral("u1"), MFileTransferItem::Waiting, 1, false),
-                                   makeItem(QStringLiteral("u1"), MFileTransferItem::Interrupted, 2),
-                                   makeItem(QStringLiteral("u1"), MFileTransferItem::Finished, 3)};
+    QList<MFileTransferItem> items{ makeItem(QStringLiteral("u1"), MFileTransferItem::Waiting, 1, false),
+                                    makeItem(QStringLiteral("u1"), MFileTransferItem::Interrupted, 2),
+                                    makeItem(QStringLiteral("u1"), MFileTransferItem::Finished, 3) };
     {
         TransferItemDBManager writer(dbPath(), QStringLiteral("writer"));
         QVERIFY(writer.insertItems(pointers(items)));
@@ -250,12 +249,12 @@ void tst_TransferItemDBManager::unfinishedOrderAndUserFilter()
     MFileTransferItem tieSecond = makeItem(QStringLiteral("u1"), MFileTransferItem::Transferring, 20);
     MFileTransferItem otherUser = makeItem(QStringLiteral("u2"), MFileTransferItem::Waiting, 0);
     MFileTransferItem done = makeItem(QStringLiteral("u1"), MFileTransferItem::Finished, 0);
-    QVERIFY(store.insertItems({&late, &tieFirst, &otherUser, &tieSecond, &done, &early}));
+    QVERIFY(store.insertItems({ &late, &tieFirst, &otherUser, &tieSecond, &done, &early }));
 
-    QList<MFileTransferItem> items{makeItem(QStringLiteral("kept"), MFileTransferItem::Waiting, 0)};
+    QList<MFileTransferItem> items{ makeItem(QStringLiteral("kept"), MFileTransferItem::Waiting, 0) };
     QVERIFY(store.getUnfinishedItems(QStringLiteral("u1"), items));
     // Appended after what the caller had; time first, then storing order.
-    QCOMPARE(ids(items.mid(1)), (QStringList{early.getId(), tieFirst.getId(), tieSecond.getId(), late.getId()}));
+    QCOMPARE(ids(items.mid(1)), (QStringList{ early.getId(), tieFirst.getId(), tieSecond.getId(), late.getId() }));
     QCOMPARE(items.at(0).getUserId(), QStringLiteral("kept"));
 
     QList<MFileTransferItem> none;
@@ -282,7 +281,7 @@ void tst_TransferItemDBManager::finishedLimitAndOrder()
 
     TransferItemDBManager store(dbPath(), QString());
     // Finished records whose update times are out of insertion order.
-    const QList<int> minutes{5, 1, 7, 3, 6, 2, 4};
+    const QList<int> minutes{ 5, 1, 7, 3, 6, 2, 4 };
     QList<MFileTransferItem> items;
     for (int minute : minutes)
         items.append(makeItem(QStringLiteral("u1"), MFileTransferItem::Finished, minute));
@@ -308,12 +307,12 @@ void tst_TransferItemDBManager::refusesBadInput()
 
     QVERIFY(!store.insertItem(nullptr));
     QVERIFY(!store.insertItem(&noId));
-    QVERIFY(!store.insertItems({&good, nullptr}));
-    QVERIFY(!store.insertItems({&good, &noId}));
+    QVERIFY(!store.insertItems({ &good, nullptr }));
+    QVERIFY(!store.insertItems({ &good, &noId }));
     QVERIFY(!store.updateItem(nullptr));
-    QVERIFY(!store.updateItems({good, noId}));
+    QVERIFY(!store.updateItems({ good, noId }));
     QVERIFY(!store.deleteItem(nullptr));
-    QVERIFY(!store.deleteItems({nullptr}));
+    QVERIFY(!store.deleteItems({ nullptr }));
     QList<MFileTransferItem> items;
     QVERIFY(!store.getFinishedItems(QStringLiteral("u1"), items, -1));
 
@@ -326,26 +325,26 @@ void tst_TransferItemDBManager::refusesBadInput()
 void tst_TransferItemDBManager::failedStatementKeepsEarlierRows()
 {
     TransferItemDBManager store(dbPath(), QString());
-    QList<MFileTransferItem> earlier{makeItem(QStringLiteral("u1"), MFileTransferItem::Waiting, 1),
-                                     makeItem(QStringLiteral("u1"), MFileTransferItem::Waiting, 2)};
+    QList<MFileTransferItem> earlier{ makeItem(QStringLiteral("u1"), MFileTransferItem::Waiting, 1),
+                                      makeItem(QStringLiteral("u1"), MFileTransferItem::Waiting, 2) };
     QVERIFY(store.insertItems(pointers(earlier)));
     {
         QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("saboteur"));
         db.setDatabaseName(dbPath());
         QVERIFY(db.open());
         QSqlQuery query(db);
+        QVERIFY(query.exec(
+                QStringLiteral("CREATE TRIGGER refuse BEFORE INSERT ON transfer_items WHEN NEW.local_path = '/refused'"
+                               " BEGIN SELECT RAISE(ABORT, 'refused by test'); END")));
         QVERIFY(query.exec(QStringLiteral(
-            "CREATE TRIGGER refuse BEFORE INSERT ON transfer_items WHEN NEW.local_path = '/refused'"
-            " BEGIN SELECT RAISE(ABORT, 'refused by test'); END")));
-        QVERIFY(query.exec(QStringLiteral(
-            "CREATE TRIGGER refuse_update BEFORE UPDATE ON transfer_items WHEN NEW.local_path = '/refused'"
-            " BEGIN SELECT RAISE(ABORT, 'refused by test'); END")));
+                "CREATE TRIGGER refuse_update BEFORE UPDATE ON transfer_items WHEN NEW.local_path = '/refused'"
+                " BEGIN SELECT RAISE(ABORT, 'refused by test'); END")));
     }
     QSqlDatabase::removeDatabase(QStringLiteral("saboteur"));
 
-    QList<MFileTransferItem> batch{makeItem(QStringLiteral("u1"), MFileTransferItem::Waiting, 3),
-                                   makeItem(QStringLiteral("u1"), MFileTransferItem::Waiting, 4),
-                                   makeItem(QStringLiteral("u1"), MFileTransferItem::Waiting, 5)};
+    QList<MFileTransferItem> batch{ makeItem(QStringLiteral("u1"), MFileTransferItem::Waiting, 3),
+                                    makeItem(QStringLiteral("u1"), MFileTransferItem::Waiting, 4),
+                                    makeItem(QStringLiteral("u1"), MFileTransferItem::Waiting, 5) };
     batch[1].setLocalPath(QStringLiteral("/refused"));
     QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("refused by test")));
     QVERIFY(!store.insertItems(pointers(batch)));
@@ -357,7 +356,7 @@ void tst_TransferItemDBManager::failedStatementKeepsEarlierRows()
     MFileTransferItem refused = earlier[1];
     refused.setLocalPath(QStringLiteral("/refused"));
     QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("refused by test")));
-    QVERIFY(!store.updateItems({changed, refused}));
+    QVERIFY(!store.updateItems({ changed, refused }));
     QCOMPARE(readAll(store, QStringLiteral("u1")), earlier);
 
     // The same connection goes on working.
@@ -383,7 +382,7 @@ void tst_TransferItemDBManager::unopenableFileFails()
 void tst_TransferItemDBManager::defaultPathLiesInDatabaseLocation()
 {
     qputenv("ZYR_DATA_DIR", m_dir->filePath(QStringLiteral("data")).toUtf8());
-    TransferItemDBManager store{QString(), QString()};
+    TransferItemDBManager store{ QString(), QString() };
     qunsetenv("ZYR_DATA_DIR");
     QCOMPARE(store.databasePath(), m_dir->filePath(QStringLiteral("data/db/transfer.db")));
     MFileTransferItem item = makeItem(QStringLiteral("u1"), MFileTransferItem::Waiting, 1);
@@ -406,7 +405,7 @@ void tst_TransferItemDBManager::threadsWriteAndReadConcurrently()
     constexpr int Rounds = 40;
 
     TransferItemDBManager mainStore(dbPath(), QString());
-    std::atomic<int> failures{0};
+    std::atomic<int> failures{ 0 };
     auto work = [&](const QString& userId) {
         std::unique_ptr<TransferItemDBManager> own;
         if (!sharedStore)
@@ -414,8 +413,8 @@ void tst_TransferItemDBManager::threadsWriteAndReadConcurrently()
         TransferItemDBManager& store = sharedStore ? mainStore : *own;
         for (int i = 0; i < Rounds; ++i) {
             MFileTransferItem single = makeItem(userId, MFileTransferItem::Waiting, i);
-            QList<MFileTransferItem> batch{makeItem(userId, MFileTransferItem::Finished, i),
-                                           makeItem(userId, MFileTransferItem::Failed, i)};
+            QList<MFileTransferItem> batch{ makeItem(userId, MFileTransferItem::Finished, i),
+                                            makeItem(userId, MFileTransferItem::Failed, i) };
             QList<MFileTransferItem> read;
             if (!store.insertItem(&single) || !store.insertItems(pointers(batch)))
                 ++failures;
@@ -443,7 +442,7 @@ void tst_TransferItemDBManager::threadsWriteAndReadConcurrently()
     delete second;
 
     QCOMPARE(failures.load(), 0);
-    for (const QString& user : {QStringLiteral("alice"), QStringLiteral("bob")}) {
+    for (const QString& user : { QStringLiteral("alice"), QStringLiteral("bob") }) {
         QList<MFileTransferItem> unfinished;
         QList<MFileTransferItem> finished;
         QVERIFY(mainStore.getUnfinishedItems(user, unfinished));

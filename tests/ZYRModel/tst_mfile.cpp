@@ -31,15 +31,13 @@ QStringList childIds(const QSharedPointer<MFile>& folder)
 
 // Sends a weak file pointer through a queued, string-based connection, the
 // way the controller's signals carry nodes.
-class WeakFileSender : public QObject
-{
+class WeakFileSender : public QObject {
     Q_OBJECT
 signals:
     void fileReady(Trelan::Oku::ZYRModel::MWeakFile file);
 };
 
-class WeakFileReceiver : public QObject
-{
+class WeakFileReceiver : public QObject {
     Q_OBJECT
 public:
     QSharedPointer<MFile> received;
@@ -47,8 +45,7 @@ public slots:
     void take(Trelan::Oku::ZYRModel::MWeakFile file) { received = file.toStrongRef(); }
 };
 
-class tst_MFile : public QObject
-{
+class tst_MFile : public QObject {
     Q_OBJECT
 
 private slots:
@@ -81,15 +78,15 @@ void tst_MFile::setChildrenReparents()
     folder->setWorkspaceId(QStringLiteral("w1"));
     auto kept = node(QStringLiteral("k"), QStringLiteral("kept"));
     auto dropped = node(QStringLiteral("x"), QStringLiteral("dropped"));
-    MFile::setChildren({kept, dropped}, folder);
+    MFile::setChildren({ kept, dropped }, folder);
     QCOMPARE(dropped->getParent(), folder);
 
     auto fresh = node(QStringLiteral("n"), QStringLiteral("new"));
     fresh->setWorkspaceId(QStringLiteral("w-own"));
-    MFile::setChildren({fresh, kept}, folder);
+    MFile::setChildren({ fresh, kept }, folder);
 
-    QCOMPARE(childIds(folder), (QStringList{QStringLiteral("n"), QStringLiteral("k")}));
-    for (const auto& child : {fresh, kept}) {
+    QCOMPARE(childIds(folder), (QStringList{ QStringLiteral("n"), QStringLiteral("k") }));
+    for (const auto& child : { fresh, kept }) {
         QCOMPARE(child->getParent(), folder);
         QCOMPARE(child->getParentId(), QStringLiteral("d"));
     }
@@ -100,7 +97,7 @@ void tst_MFile::setChildrenReparents()
     MFile::setChildren({}, folder);
     QVERIFY(folder->getChildren().isEmpty());
     QVERIFY(kept->getParent().isNull());
-    MFile::setChildren({kept}, QSharedPointer<MFile>()); // no folder: nothing happens
+    MFile::setChildren({ kept }, QSharedPointer<MFile>()); // no folder: nothing happens
     QVERIFY(kept->getParent().isNull());
 }
 
@@ -110,8 +107,8 @@ void tst_MFile::setChildrenTakesChildFromOtherFolder()
     auto first = node(QStringLiteral("a"), QStringLiteral("A"), true);
     auto second = node(QStringLiteral("b"), QStringLiteral("B"), true);
     auto child = node(QStringLiteral("c"), QStringLiteral("c"));
-    MFile::setChildren({child}, first);
-    MFile::setChildren({child}, second);
+    MFile::setChildren({ child }, first);
+    MFile::setChildren({ child }, second);
 
     QCOMPARE(child->getParent(), second);
     QVERIFY(first->getChildren().isEmpty());
@@ -125,8 +122,8 @@ void tst_MFile::setChildrenIgnoresNullsSelfAndAncestors()
     auto child = node(QStringLiteral("c"), QStringLiteral("c"));
     MFile::addChild(folder, root);
 
-    MFile::setChildren({QSharedPointer<MFile>(), folder, root, child}, folder);
-    QCOMPARE(childIds(folder), QStringList{QStringLiteral("c")});
+    MFile::setChildren({ QSharedPointer<MFile>(), folder, root, child }, folder);
+    QCOMPARE(childIds(folder), QStringList{ QStringLiteral("c") });
     QCOMPARE(folder->getParent(), root);
     QCOMPARE(child->getPath(), QStringLiteral("/D/c"));
 }
@@ -141,7 +138,7 @@ void tst_MFile::addChildReplacesSameId()
 
     auto newA = node(QStringLiteral("a"), QStringLiteral("a renamed.txt"));
     MFile::addChild(newA, folder);
-    QCOMPARE(childIds(folder), (QStringList{QStringLiteral("b"), QStringLiteral("a")}));
+    QCOMPARE(childIds(folder), (QStringList{ QStringLiteral("b"), QStringLiteral("a") }));
     QCOMPARE(folder->getChildById(QStringLiteral("a")), newA);
     QCOMPARE(newA->getParent(), folder);
     QCOMPARE(newA->getParentId(), QStringLiteral("d"));
@@ -169,7 +166,7 @@ void tst_MFile::addChildMovesBetweenParents()
     MFile::addChild(child, second);
 
     QVERIFY(first->getChildren().isEmpty());
-    QCOMPARE(childIds(second), QStringList{QStringLiteral("c")});
+    QCOMPARE(childIds(second), QStringList{ QStringLiteral("c") });
     QCOMPARE(child->getParentId(), QStringLiteral("p2"));
     QCOMPARE(child->getWorkspaceId(), QStringLiteral("w2"));
 }
@@ -188,7 +185,7 @@ void tst_MFile::addChildRefusesAncestors()
     MFile::addChild(b, QSharedPointer<MFile>());
 
     QVERIFY(b->getChildren().isEmpty());
-    QCOMPARE(childIds(a), QStringList{QStringLiteral("b")});
+    QCOMPARE(childIds(a), QStringList{ QStringLiteral("b") });
     QVERIFY(root->getParent().isNull());
     QCOMPARE(b->getPath(), QStringLiteral("/A/B"));
 }
@@ -199,18 +196,18 @@ void tst_MFile::removeChild()
     auto a = node(QStringLiteral("a"), QStringLiteral("a"));
     auto b = node(QStringLiteral("b"), QStringLiteral("b"));
     auto c = node(QStringLiteral("c"), QStringLiteral("c"));
-    MFile::setChildren({a, b, c}, folder);
+    MFile::setChildren({ a, b, c }, folder);
 
     QVERIFY(folder->removeChild(b)); // by identity
     QVERIFY(b->getParent().isNull());
     QVERIFY(folder->removeChild(node(QStringLiteral("c"), QStringLiteral("other")))); // by id
     QVERIFY(c->getParent().isNull());
-    QCOMPARE(childIds(folder), QStringList{QStringLiteral("a")});
+    QCOMPARE(childIds(folder), QStringList{ QStringLiteral("a") });
 
     QVERIFY(!folder->removeChild(b));
     QVERIFY(!folder->removeChild(node(QString(), QStringLiteral("a")))); // no id, other object
     QVERIFY(!folder->removeChild(QSharedPointer<MFile>()));
-    QCOMPARE(childIds(folder), QStringList{QStringLiteral("a")});
+    QCOMPARE(childIds(folder), QStringList{ QStringLiteral("a") });
 }
 
 void tst_MFile::removeAllChildren()
@@ -218,7 +215,7 @@ void tst_MFile::removeAllChildren()
     auto folder = node(QStringLiteral("d"), QStringLiteral("D"), true);
     auto a = node(QStringLiteral("a"), QStringLiteral("a"));
     auto b = node(QStringLiteral("b"), QStringLiteral("b"));
-    MFile::setChildren({a, b}, folder);
+    MFile::setChildren({ a, b }, folder);
     folder->removeAllChildren();
     QVERIFY(folder->getChildren().isEmpty());
     QVERIFY(a->getParent().isNull());
@@ -250,10 +247,10 @@ void tst_MFile::getChild()
     QFETCH(QString, expectedId);
 
     auto folder = node(QStringLiteral("d"), QStringLiteral("D"), true);
-    MFile::setChildren({node(QStringLiteral("1"), QStringLiteral("Report.pdf")),
-                        node(QStringLiteral("2"), QStringLiteral("report.pdf")),
-                        node(QStringLiteral("3"), QStringLiteral("报告 2024.pdf")),
-                        node(QStringLiteral("4"), QStringLiteral("ärger.txt"))},
+    MFile::setChildren({ node(QStringLiteral("1"), QStringLiteral("Report.pdf")),
+                         node(QStringLiteral("2"), QStringLiteral("report.pdf")),
+                         node(QStringLiteral("3"), QStringLiteral("报告 2024.pdf")),
+                         node(QStringLiteral("4"), QStringLiteral("ärger.txt")) },
                        folder);
     const QSharedPointer<MFile> child = folder->getChild(name, caseSensitive);
     QCOMPARE(child ? child->getId() : QString(), expectedId);
@@ -265,10 +262,16 @@ void tst_MFile::getPath_data()
     QTest::addColumn<QString>("expectedRoot");
     QTest::addColumn<QString>("expectedLeaf");
 
-    QTest::newRow("root of a workspace") << "" << "/" << "/A/B/报告 2024.pdf";
-    QTest::newRow("root reported as /") << "/" << "/" << "/A/B/报告 2024.pdf";
+    QTest::newRow("root of a workspace") << ""
+                                         << "/"
+                                         << "/A/B/报告 2024.pdf";
+    QTest::newRow("root reported as /") << "/"
+                                        << "/"
+                                        << "/A/B/报告 2024.pdf";
     // A detached subtree whose top node came with its path.
-    QTest::newRow("parentless with path") << "/X/Y" << "/X/Y" << "/X/Y/A/B/报告 2024.pdf";
+    QTest::newRow("parentless with path") << "/X/Y"
+                                          << "/X/Y"
+                                          << "/X/Y/A/B/报告 2024.pdf";
 }
 
 void tst_MFile::getPath()
@@ -314,7 +317,7 @@ void tst_MFile::updateMetaInfoKeepsTreeAndDecorations()
     auto child = node(QStringLiteral("c"), QStringLiteral("c"));
     MFile::addChild(file, parent);
     MFile::addChild(child, file);
-    file->setPrivileges({QStringLiteral("view"), QStringLiteral("download")});
+    file->setPrivileges({ QStringLiteral("view"), QStringLiteral("download") });
     file->setAttribute(QStringLiteral("k"), QStringLiteral("v"));
     file->setThumbnailData("png");
     file->setStatus(MFile::StatusChildrenLoaded);
@@ -334,8 +337,8 @@ void tst_MFile::updateMetaInfoKeepsTreeAndDecorations()
     meta.setIsUploading(true);
     meta.setUploadedSize(5);
     meta.setRemotePathString(QStringLiteral("/P/new.txt"));
-    meta.setPrivileges({QStringLiteral("grant")}); // not taken over
-    meta.setStatus(MFile::StatusAttributesLoaded);  // not taken over
+    meta.setPrivileges({ QStringLiteral("grant") }); // not taken over
+    meta.setStatus(MFile::StatusAttributesLoaded); // not taken over
     file->updateMetaInfo(meta);
 
     QCOMPARE(file->getFileName(), QStringLiteral("new.txt"));
@@ -350,14 +353,13 @@ void tst_MFile::updateMetaInfoKeepsTreeAndDecorations()
     QCOMPARE(file->getRemotePathString(), QStringLiteral("/P/new.txt"));
 
     QCOMPARE(file->getParent(), parent);
-    QCOMPARE(file->getChildren(), QList<QSharedPointer<MFile>>{child});
+    QCOMPARE(file->getChildren(), QList<QSharedPointer<MFile>>{ child });
     QCOMPARE(child->getParent(), file);
-    QCOMPARE(file->getPrivileges(), (QList<QString>{QStringLiteral("view"), QStringLiteral("download")}));
+    QCOMPARE(file->getPrivileges(), (QList<QString>{ QStringLiteral("view"), QStringLiteral("download") }));
     QCOMPARE(file->getAttributes().value(QStringLiteral("k")), QStringLiteral("v"));
     QCOMPARE(file->getThumbnailData(), QByteArray("png"));
     QCOMPARE(file->getLocalPath(), QStringLiteral("/local/old.txt"));
-    QCOMPARE(file->getStatus(),
-             MFile::StatusChildrenLoaded | MFile::StatusThumbnailLoaded | MFile::StatusMetaLoaded);
+    QCOMPARE(file->getStatus(), MFile::StatusChildrenLoaded | MFile::StatusThumbnailLoaded | MFile::StatusMetaLoaded);
     QCOMPARE(file->getPath(), QStringLiteral("/P/new.txt"));
 
     // A reply without id or workspace does not wipe them.
@@ -376,13 +378,13 @@ void tst_MFile::copyTakesOwnDataOnly()
     auto file = node(QStringLiteral("f"), QStringLiteral("F"), true);
     MFile::addChild(file, parent);
     MFile::addChild(node(QStringLiteral("c"), QStringLiteral("c")), file);
-    file->setPrivileges({QStringLiteral("view")});
+    file->setPrivileges({ QStringLiteral("view") });
     file->setStatus(MFile::StatusChildrenLoaded);
 
     const MFile copy(*file);
     QCOMPARE(copy.getId(), QStringLiteral("f"));
     QCOMPARE(copy.getParentId(), QStringLiteral("p"));
-    QCOMPARE(copy.getPrivileges(), QList<QString>{QStringLiteral("view")});
+    QCOMPARE(copy.getPrivileges(), QList<QString>{ QStringLiteral("view") });
     QVERIFY(copy.hasStatus(MFile::StatusChildrenLoaded));
     QVERIFY(copy.getParent().isNull());
     QVERIFY(copy.getChildren().isEmpty());
@@ -401,13 +403,13 @@ void tst_MFile::statusFlags_data()
     QTest::addColumn<bool>("expected");
 
     QTest::newRow("nothing set") << QList<int>() << 8 << false;
-    QTest::newRow("set one") << QList<int>{8} << 8 << true;
-    QTest::newRow("set adds") << QList<int>{8, 16} << 8 << true;
-    QTest::newRow("set adds, second") << QList<int>{8, 16} << 16 << true;
-    QTest::newRow("other flag") << QList<int>{16} << 32 << false;
-    QTest::newRow("combined query needs all") << QList<int>{8} << (8 | 16) << false;
-    QTest::newRow("combined query satisfied") << QList<int>{8 | 32, 16} << (8 | 16 | 32) << true;
-    QTest::newRow("zero is never a flag") << QList<int>{8} << 0 << false;
+    QTest::newRow("set one") << QList<int>{ 8 } << 8 << true;
+    QTest::newRow("set adds") << QList<int>{ 8, 16 } << 8 << true;
+    QTest::newRow("set adds, second") << QList<int>{ 8, 16 } << 16 << true;
+    QTest::newRow("other flag") << QList<int>{ 16 } << 32 << false;
+    QTest::newRow("combined query needs all") << QList<int>{ 8 } << (8 | 16) << false;
+    QTest::newRow("combined query satisfied") << QList<int>{ 8 | 32, 16 } << (8 | 16 | 32) << true;
+    QTest::newRow("zero is never a flag") << QList<int>{ 8 } << 0 << false;
 }
 
 void tst_MFile::statusFlags()

@@ -61,8 +61,7 @@ QJsonObject rereadAs(const QString& type, const QJsonObject& object)
 
 } // namespace
 
-class tst_ModelRecords : public QObject
-{
+class tst_ModelRecords : public QObject {
     Q_OBJECT
 
 private slots:
@@ -88,33 +87,27 @@ void tst_ModelRecords::roundTrip_data()
     QTest::addColumn<QString>("type");
     QTest::addColumn<QJsonObject>("json");
 
-    QTest::newRow("MFile") << "MFile"
-                           << parse(R"({"id": "f1", "name": "报告 2024.pdf", "workspaceId": "w1",
+    QTest::newRow("MFile") << "MFile" << parse(R"({"id": "f1", "name": "报告 2024.pdf", "workspaceId": "w1",
                                         "parentId": "p1", "isFolder": false, "size": 5000000000,
                                         "digest": "abc", "revision": 7, "createTime": 1767225600123,
                                         "updateTime": 1767225600999, "uploading": true,
                                         "uploadedSize": 42, "path": "/A/B/报告 2024.pdf"})");
     QTest::newRow("MFile folder without path")
-        << "MFile"
-        << parse(R"({"id": "d1", "name": "A", "workspaceId": "w1", "parentId": "", "isFolder": true,
+            << "MFile" << parse(R"({"id": "d1", "name": "A", "workspaceId": "w1", "parentId": "", "isFolder": true,
                      "size": 0, "digest": "", "revision": 0, "createTime": 0, "updateTime": 0,
                      "uploading": false, "uploadedSize": 0})");
     QTest::newRow("MWorkspace") << "MWorkspace"
                                 << parse(R"({"id": "w1", "name": "团队", "isDefault": true, "logoUrl": "http://x/l.png",
                                              "role": "owner", "ownerId": "u1", "createTime": 1767225600000})");
-    QTest::newRow("MWorkspaceQuota") << "MWorkspaceQuota"
-                                     << parse(R"({"workspaceId": "w1", "usedSize": 123456789012,
+    QTest::newRow("MWorkspaceQuota") << "MWorkspaceQuota" << parse(R"({"workspaceId": "w1", "usedSize": 123456789012,
                                                   "totalSize": 999999999999, "fileCount": 17})");
-    QTest::newRow("MUser") << "MUser"
-                           << parse(R"({"id": "u1", "account": "alice", "displayName": "Alice",
+    QTest::newRow("MUser") << "MUser" << parse(R"({"id": "u1", "account": "alice", "displayName": "Alice",
                                         "fullName": "Alice A.", "email": "a@example.org",
                                         "avatarPaths": ["/a/32.png", "/a/64.png"]})");
-    QTest::newRow("MToken") << "MToken"
-                            << parse(R"({"accessToken": "at", "refreshToken": "rt", "tokenType": "Bearer",
+    QTest::newRow("MToken") << "MToken" << parse(R"({"accessToken": "at", "refreshToken": "rt", "tokenType": "Bearer",
                                          "expiresIn": 7200})");
     QTest::newRow("MFileShareLink")
-        << "MFileShareLink"
-        << parse(R"({"id": "s1", "token": "tok", "workspaceId": "w1", "url": "http://x/s/tok",
+            << "MFileShareLink" << parse(R"({"id": "s1", "token": "tok", "workspaceId": "w1", "url": "http://x/s/tok",
                      "fileIds": ["f1", "f2"], "encrypt": true, "password": "pw", "expireTime": 1767225600000,
                      "privileges": ["preview", "download"], "createTime": 1767225500000})");
     QTest::newRow("MDocumentViewcode") << "MDocumentViewcode"
@@ -140,19 +133,20 @@ void tst_ModelRecords::lenientFile_data()
     QTest::addColumn<bool>("isFolder");
     QTest::addColumn<qint64>("updateTime");
 
-    QTest::newRow("ids as numbers") << parse(R"({"id": 1234567890123, "parentId": 7, "size": 10})")
-                                    << "1234567890123" << "7" << qint64(10) << false << qint64(0);
-    QTest::newRow("numbers as strings") << parse(R"({"id": "a", "size": "5000000000", "updateTime": "1000"})")
-                                        << "a" << "" << qint64(5000000000) << false << qint64(1000);
-    QTest::newRow("flag as text") << parse(R"({"id": "a", "isFolder": "TRUE"})") << "a" << "" << qint64(0) << true
-                                  << qint64(0);
-    QTest::newRow("flag as number") << parse(R"({"id": "a", "isFolder": 1})") << "a" << "" << qint64(0) << true
-                                    << qint64(0);
-    QTest::newRow("flag as other text") << parse(R"({"id": "a", "isFolder": "yes"})") << "a" << "" << qint64(0)
-                                        << false << qint64(0);
+    QTest::newRow("ids as numbers") << parse(R"({"id": 1234567890123, "parentId": 7, "size": 10})") << "1234567890123"
+                                    << "7" << qint64(10) << false << qint64(0);
+    QTest::newRow("numbers as strings") << parse(R"({"id": "a", "size": "5000000000", "updateTime": "1000"})") << "a"
+                                        << "" << qint64(5000000000) << false << qint64(1000);
+    QTest::newRow("flag as text") << parse(R"({"id": "a", "isFolder": "TRUE"})") << "a"
+                                  << "" << qint64(0) << true << qint64(0);
+    QTest::newRow("flag as number") << parse(R"({"id": "a", "isFolder": 1})") << "a"
+                                    << "" << qint64(0) << true << qint64(0);
+    QTest::newRow("flag as other text") << parse(R"({"id": "a", "isFolder": "yes"})") << "a"
+                                        << "" << qint64(0) << false << qint64(0);
     QTest::newRow("nulls and wrong types") << parse(R"({"id": null, "parentId": [1], "size": {"x": 1},
                                                         "isFolder": null, "updateTime": "soon"})")
-                                           << "" << "" << qint64(0) << false << qint64(0);
+                                           << ""
+                                           << "" << qint64(0) << false << qint64(0);
 }
 
 void tst_ModelRecords::lenientFile()
@@ -180,7 +174,7 @@ void tst_ModelRecords::lenientOtherRecords()
     MUser user;
     MUser::fromJson(parse(R"({"id": 42, "avatarPaths": ["a", 7]})"), user);
     QCOMPARE(user.getId(), QStringLiteral("42"));
-    QCOMPARE(user.getAvatarPaths(), (QList<QString>{QStringLiteral("a"), QStringLiteral("7")}));
+    QCOMPARE(user.getAvatarPaths(), (QList<QString>{ QStringLiteral("a"), QStringLiteral("7") }));
 
     MWorkspace workspace;
     MWorkspace::fromJson(parse(R"({"id": 9, "ownerId": 3, "isDefault": "true", "createTime": "77"})"), workspace);
@@ -198,7 +192,7 @@ void tst_ModelRecords::lenientOtherRecords()
     MFileShareLink link;
     MFileShareLink::fromJson(parse(R"({"id": 1, "fileIds": [10, "11"], "encrypt": 0})"), link);
     QCOMPARE(link.getId(), QStringLiteral("1"));
-    QCOMPARE(link.getFileIds(), (QList<QString>{QStringLiteral("10"), QStringLiteral("11")}));
+    QCOMPARE(link.getFileIds(), (QList<QString>{ QStringLiteral("10"), QStringLiteral("11") }));
     QVERIFY(!link.getEncrypt());
 
     MToken token;
@@ -230,8 +224,8 @@ void tst_ModelRecords::missingKeysLeaveBlanks()
     for (auto it = blank.constBegin(); it != blank.constEnd(); ++it) {
         const QJsonValue value = it.value();
         const bool isBlank = (value.isString() && value.toString().isEmpty())
-            || (value.isDouble() && value.toDouble() == 0) || (value.isBool() && !value.toBool())
-            || (value.isArray() && value.toArray().isEmpty());
+                || (value.isDouble() && value.toDouble() == 0) || (value.isBool() && !value.toBool())
+                || (value.isArray() && value.toArray().isEmpty());
         QVERIFY2(isBlank, qPrintable(type + QLatin1Char('.') + it.key()));
     }
 }
@@ -264,10 +258,14 @@ void tst_ModelRecords::transferItemRemoteFileName_data()
     QTest::addColumn<QString>("remotePath");
     QTest::addColumn<QString>("expected");
 
-    QTest::newRow("path") << "/A/B/报告 2024.pdf" << "报告 2024.pdf";
-    QTest::newRow("name only") << "f.txt" << "f.txt";
-    QTest::newRow("empty") << "" << "";
-    QTest::newRow("trailing slash") << "/A/" << "";
+    QTest::newRow("path") << "/A/B/报告 2024.pdf"
+                          << "报告 2024.pdf";
+    QTest::newRow("name only") << "f.txt"
+                               << "f.txt";
+    QTest::newRow("empty") << ""
+                           << "";
+    QTest::newRow("trailing slash") << "/A/"
+                                    << "";
 }
 
 void tst_ModelRecords::transferItemRemoteFileName()

@@ -20,8 +20,7 @@ QSharedPointer<MFile> node(const QString& id, const QString& name)
 
 } // namespace
 
-class tst_MWorkspace : public QObject
-{
+class tst_MWorkspace : public QObject {
     Q_OBJECT
 
 private slots:
@@ -42,7 +41,8 @@ void tst_MWorkspace::listKeepsOrder()
         {"id": 2, "name": "Alpha", "isDefault": true},
         "not an object",
         {"id": "w1", "name": "团队"}
-    ], "total": 3})").object();
+    ], "total": 3})")
+                                     .object();
 
     QList<MWorkspace*> workspaces;
     auto* existing = new MWorkspace;
@@ -54,8 +54,9 @@ void tst_MWorkspace::listKeepsOrder()
     QStringList ids;
     for (const MWorkspace* w : std::as_const(workspaces))
         ids.append(w->getId());
-    QCOMPARE(ids, (QStringList{QStringLiteral("before"), QStringLiteral("w3"), QStringLiteral("2"),
-                               QStringLiteral("w1")}));
+    QCOMPARE(
+            ids,
+            (QStringList{ QStringLiteral("before"), QStringLiteral("w3"), QStringLiteral("2"), QStringLiteral("w1") }));
     QVERIFY(workspaces.at(2)->isDefaultWorkspace());
     QCOMPARE(workspaces.at(3)->getName(), QStringLiteral("团队"));
     qDeleteAll(workspaces);
@@ -89,12 +90,13 @@ void tst_MWorkspace::copyInformationKeepsTree()
     current.setQuota(new MWorkspaceQuota);
     current.getQuota()->setUsedSize(5);
     current.setLogoData("logo");
-    current.setFavoriteFiles({node(QStringLiteral("fav"), QStringLiteral("fav"))});
+    current.setFavoriteFiles({ node(QStringLiteral("fav"), QStringLiteral("fav")) });
     current.addShareLink(QSharedPointer<MFileShareLink>::create());
 
     MWorkspace fresh;
     MWorkspace::fromJson(QJsonDocument::fromJson(R"({"id": "w1", "name": "new", "isDefault": true,
-        "logoUrl": "http://l", "role": "admin", "ownerId": "o", "createTime": 12})").object(),
+        "logoUrl": "http://l", "role": "admin", "ownerId": "o", "createTime": 12})")
+                                 .object(),
                          fresh);
     current.copyInformation(fresh);
 
@@ -142,7 +144,7 @@ void tst_MWorkspace::removeFavoriteFiles()
     auto a = node(QStringLiteral("a"), QStringLiteral("a"));
     auto b = node(QStringLiteral("b"), QStringLiteral("b"));
     auto c = node(QStringLiteral("c"), QStringLiteral("c"));
-    workspace.setFavoriteFiles({a, b, c});
+    workspace.setFavoriteFiles({ a, b, c });
 
     auto otherObjectOfB = node(QStringLiteral("b"), QStringLiteral("b copy"));
     QWeakPointer<MFile> expired;
@@ -150,9 +152,9 @@ void tst_MWorkspace::removeFavoriteFiles()
         auto gone = node(QStringLiteral("c"), QStringLiteral("c"));
         expired = gone;
     }
-    workspace.removeFavoriteFiles({a.toWeakRef(), otherObjectOfB.toWeakRef(), expired});
+    workspace.removeFavoriteFiles({ a.toWeakRef(), otherObjectOfB.toWeakRef(), expired });
 
-    QCOMPARE(workspace.getFavoriteFiles(), QList<QSharedPointer<MFile>>{c});
+    QCOMPARE(workspace.getFavoriteFiles(), QList<QSharedPointer<MFile>>{ c });
 }
 
 void tst_MWorkspace::shareLinks()
@@ -169,8 +171,8 @@ void tst_MWorkspace::shareLinks()
 
     auto sameIdAsFirst = QSharedPointer<MFileShareLink>::create();
     sameIdAsFirst->setId(QStringLiteral("s1"));
-    workspace.removeShareLinks({sameIdAsFirst.toWeakRef()});
-    QCOMPARE(workspace.getShareLinks(), QList<QSharedPointer<MFileShareLink>>{second});
+    workspace.removeShareLinks({ sameIdAsFirst.toWeakRef() });
+    QCOMPARE(workspace.getShareLinks(), QList<QSharedPointer<MFileShareLink>>{ second });
 }
 
 QTEST_GUILESS_MAIN(tst_MWorkspace)

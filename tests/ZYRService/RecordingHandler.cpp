@@ -74,7 +74,7 @@ qint64 HandlerRecord::readBufferSize() const
     return m_readBufferSize;
 }
 
-RecordingHandler::RecordingHandler(QSharedPointer<HandlerRecord> record) : m_record(std::move(record)) {}
+RecordingHandler::RecordingHandler(QSharedPointer<HandlerRecord> record) : m_record(std::move(record)) { }
 
 RecordingHandler::~RecordingHandler()
 {
@@ -133,13 +133,13 @@ void RecordingHandler::slotFinished()
 void RecordingHandler::slotDownloadProgress(qint64 bytesReceived, qint64 bytesTotal)
 {
     const std::lock_guard<std::mutex> locker(m_record->m_mutex);
-    m_record->m_download.append({bytesReceived, bytesTotal});
+    m_record->m_download.append({ bytesReceived, bytesTotal });
 }
 
 void RecordingHandler::slotUploadProgress(qint64 bytesSent, qint64 bytesTotal)
 {
     const std::lock_guard<std::mutex> locker(m_record->m_mutex);
-    m_record->m_upload.append({bytesSent, bytesTotal});
+    m_record->m_upload.append({ bytesSent, bytesTotal });
 }
 
 void RecordingHandler::slotCancel()

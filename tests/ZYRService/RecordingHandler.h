@@ -12,8 +12,7 @@
 
 /// What one RecordingHandler saw, kept past the handler's own deletion and
 /// readable from another thread than the handler's.
-class HandlerRecord
-{
+class HandlerRecord {
 public:
     QStringList events() const;
     int finishedCount() const;
@@ -50,8 +49,7 @@ private:
 /// A reply handler that only records: every slot call in order, the status,
 /// the body and the progress. Like every handler it deletes its reply and
 /// itself when the reply has finished; slotCancel marks it and aborts.
-class RecordingHandler : public Trelan::Oku::ZYRInterface::INetworkReplyHandler
-{
+class RecordingHandler : public Trelan::Oku::ZYRInterface::INetworkReplyHandler {
     Q_OBJECT
 public:
     explicit RecordingHandler(QSharedPointer<HandlerRecord> record);

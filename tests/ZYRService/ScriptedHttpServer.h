@@ -15,12 +15,11 @@
 class QTcpSocket;
 
 /// One HTTP request as the scripted server received it.
-struct ScriptedRequest
-{
+struct ScriptedRequest {
     QByteArray method;
-    QByteArray target;               ///< path and query exactly as sent
-    QByteArray path;                 ///< target up to '?'
-    QByteArray query;                ///< target after '?', still encoded
+    QByteArray target; ///< path and query exactly as sent
+    QByteArray path; ///< target up to '?'
+    QByteArray query; ///< target after '?', still encoded
     QHash<QByteArray, QByteArray> headers; ///< names in lower case
     QByteArray body;
 
@@ -29,14 +28,13 @@ struct ScriptedRequest
 };
 
 /// What the scripted server does with one request.
-struct ScriptedResponse
-{
+struct ScriptedResponse {
     int status = 200;
     QByteArray body = QByteArrayLiteral("{\"result\":\"success\"}");
     QList<QPair<QByteArray, QByteArray>> headers;
     bool hold = false; ///< never answer; keep the connection open
     bool withoutLength = false; ///< no Content-Length: the body ends when the connection closes
-    bool leaveOpen = false;     ///< with withoutLength: close only on closeConnections()
+    bool leaveOpen = false; ///< with withoutLength: close only on closeConnections()
 
     static ScriptedResponse json(int status, const QByteArray& body);
     ScriptedResponse& withHeader(const QByteArray& name, const QByteArray& value)
@@ -51,8 +49,7 @@ struct ScriptedResponse
 /// to a callback that decides the answer. Requests are parsed by
 /// Content-Length (no chunked bodies); answers always carry Content-Length.
 /// Lives on the thread that made it; its event loop must run.
-class ScriptedHttpServer : public QObject
-{
+class ScriptedHttpServer : public QObject {
     Q_OBJECT
 public:
     using Handler = std::function<ScriptedResponse(const ScriptedRequest&)>;

@@ -33,8 +33,7 @@ using Records = QList<QSharedPointer<HandlerRecord>>;
 // Runs posted work on the thread it lives in. The work is handed over under
 // a std::mutex rather than inside Qt's event (whose lock ThreadSanitizer
 // cannot see); the event only says "there is work".
-class WorkQueue : public QObject
-{
+class WorkQueue : public QObject {
     Q_OBJECT
 public:
     void post(std::function<void()> work)
@@ -65,23 +64,16 @@ private:
 
 // A worker thread like the transfer and backup workers: run() is nothing
 // but its own event loop.
-class LoopThread : public QThread
-{
+class LoopThread : public QThread {
 public:
-    LoopThread()
-    {
-        m_queue.moveToThread(this);
-    }
+    LoopThread() { m_queue.moveToThread(this); }
     ~LoopThread() override
     {
         quit();
         wait();
     }
     // Runs \a work on this thread's event loop.
-    void post(std::function<void()> work)
-    {
-        m_queue.post(std::move(work));
-    }
+    void post(std::function<void()> work) { m_queue.post(std::move(work)); }
 
 protected:
     void run() override
@@ -101,7 +93,8 @@ Records issueThree(QBuffer* uploadSource)
     for (int i = 0; i < 3; ++i)
         records.append(QSharedPointer<HandlerRecord>::create());
     ZYRAccount::GetUserInfo(kToken, new RecordingHandler(records.at(0)));
-    ZYRDocument::DownloadFile(kToken, QStringLiteral("w"), QStringLiteral("f"), 10, 0, new RecordingHandler(records.at(1)));
+    ZYRDocument::DownloadFile(kToken, QStringLiteral("w"), QStringLiteral("f"), 10, 0,
+                              new RecordingHandler(records.at(1)));
     ZYRDocument::UploadFile(kToken, QStringLiteral("w"), QStringLiteral("/"), QStringLiteral("/f"),
                             uploadSource->size(), 0, uploadSource, new RecordingHandler(records.at(2)));
     return records;
@@ -109,8 +102,7 @@ Records issueThree(QBuffer* uploadSource)
 
 } // namespace
 
-class tst_ZYRServiceCancel : public QObject
-{
+class tst_ZYRServiceCancel : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
@@ -156,8 +148,9 @@ void tst_ZYRServiceCancel::cancelOnTheCallingThread()
     }
     for (const auto& record : records) {
         QTRY_VERIFY(record->destroyed());
-        QCOMPARE(record->events(), QStringList({QStringLiteral("cancel"), QStringLiteral("error"),
-                                                QStringLiteral("finished"), QStringLiteral("destroyed")}));
+        QCOMPARE(record->events(),
+                 QStringList({ QStringLiteral("cancel"), QStringLiteral("error"), QStringLiteral("finished"),
+                               QStringLiteral("destroyed") }));
     }
     QTRY_COMPARE(m_server->closedConnections(), 3);
 }
@@ -272,7 +265,7 @@ void tst_ZYRServiceCancel::handlerDeletedBeforeItsReply()
     // The orphaned request is stopped rather than kept open; the handler
     // heard nothing after its deletion.
     QTRY_COMPARE(m_server->closedConnections(), 1);
-    QCOMPARE(record->events(), QStringList({QStringLiteral("destroyed")}));
+    QCOMPARE(record->events(), QStringList({ QStringLiteral("destroyed") }));
     ZYRServiceUtil::CancelUnfinishedRequests();
 }
 

@@ -99,8 +99,7 @@ QSharedPointer<MFile> node(const QString& id, const QString& name = QString())
 
 // The owner of the requests. A handler may only be read during its owner's
 // call; `read` is that call. Progress goes to the two lists.
-class Owner
-{
+class Owner {
 public:
     virtual ~Owner() = default;
     virtual void onFinished(BReplyHandlerBase* handler)
@@ -109,8 +108,8 @@ public:
         if (read)
             read(handler);
     }
-    void onDownloadProgress(qint64 received, qint64 total) { download.append({received, total}); }
-    void onUploadProgress(qint64 sent, qint64 total) { upload.append({sent, total}); }
+    void onDownloadProgress(qint64 received, qint64 total) { download.append({ received, total }); }
+    void onUploadProgress(qint64 sent, qint64 total) { upload.append({ sent, total }); }
 
     BActionFinishedCallerBase* caller()
     {
@@ -125,8 +124,7 @@ public:
 };
 
 // What every handler knows after its reply: the status and the error.
-struct Outcome
-{
+struct Outcome {
     int status = -1;
     int error = -1;
 };
@@ -162,10 +160,9 @@ Outcome roundTrip(const std::function<void(BActionFinishedCallerBase*)>& issue,
 
 // A sequential source that hands out its first bytes and then waits for
 // more that never come: an upload interrupted at a known point.
-class StallingSource : public QIODevice
-{
+class StallingSource : public QIODevice {
 public:
-    explicit StallingSource(const QByteArray& bytes) : m_bytes(bytes) {}
+    explicit StallingSource(const QByteArray& bytes) : m_bytes(bytes) { }
     bool isSequential() const override { return true; }
     bool atEnd() const override { return false; }
     qint64 bytesAvailable() const override { return m_bytes.size() - m_pos + QIODevice::bytesAvailable(); }
@@ -187,8 +184,7 @@ private:
 
 } // namespace
 
-class tst_ZYRServiceCloud : public QObject
-{
+class tst_ZYRServiceCloud : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
@@ -248,20 +244,24 @@ void tst_ZYRServiceCloud::signIn()
 {
     QString token;
     Outcome outcome = roundTrip<BLoginHandler>(
-        [](auto caller) { ZYRAccount::Login(QStringLiteral("alice"), QStringLiteral("alice-pass"), new BLoginHandler(caller)); },
-        [&](BLoginHandler* handler) {
-            std::unique_ptr<ZYRModel::MToken> parsed(handler->takeToken(true));
-            if (parsed)
-                token = parsed->getAccessToken();
-        });
+            [](auto caller) {
+                ZYRAccount::Login(QStringLiteral("alice"), QStringLiteral("alice-pass"), new BLoginHandler(caller));
+            },
+            [&](BLoginHandler* handler) {
+                std::unique_ptr<ZYRModel::MToken> parsed(handler->takeToken(true));
+                if (parsed)
+                    token = parsed->getAccessToken();
+            });
     QCOMPARE(outcome.status, 200);
     QCOMPARE(outcome.error, 0);
     QVERIFY(!token.isEmpty());
 
     bool parsedAnything = true;
     outcome = roundTrip<BLoginHandler>(
-        [](auto caller) { ZYRAccount::Login(QStringLiteral("alice"), QStringLiteral("wrong"), new BLoginHandler(caller)); },
-        [&](BLoginHandler* handler) { parsedAnything = handler->takeToken(false) != nullptr; });
+            [](auto caller) {
+                ZYRAccount::Login(QStringLiteral("alice"), QStringLiteral("wrong"), new BLoginHandler(caller));
+            },
+            [&](BLoginHandler* handler) { parsedAnything = handler->takeToken(false) != nullptr; });
     QCOMPARE(outcome.status, 401);
     QCOMPARE(outcome.error, int(QNetworkReply::AuthenticationRequiredError));
     QVERIFY(!parsedAnything);
@@ -272,45 +272,47 @@ void tst_ZYRServiceCloud::userInfoAvatarAndLoginToken()
     QString account;
     QList<QString> avatarPaths;
     QCOMPARE(roundTrip<BQueryUserInfoHandler>(
-                 [this](auto caller) { ZYRAccount::GetUserInfo(m_token, new BQueryUserInfoHandler(caller)); },
-                 [&](BQueryUserInfoHandler* handler) {
-                     std::unique_ptr<ZYRModel::MUser> user(handler->takeUser(true));
-                     if (user) {
-                         account = user->getAccount();
-                         avatarPaths = user->getAvatarPaths();
-                     }
-                 })
-                 .status,
+                     [this](auto caller) { ZYRAccount::GetUserInfo(m_token, new BQueryUserInfoHandler(caller)); },
+                     [&](BQueryUserInfoHandler* handler) {
+                         std::unique_ptr<ZYRModel::MUser> user(handler->takeUser(true));
+                         if (user) {
+                             account = user->getAccount();
+                             avatarPaths = user->getAvatarPaths();
+                         }
+                     })
+                     .status,
              200);
     QCOMPARE(account, QStringLiteral("alice"));
-    QCOMPARE(avatarPaths, QList<QString>({QStringLiteral("/api/v1/users/u-alice/avatar")}));
+    QCOMPARE(avatarPaths, QList<QString>({ QStringLiteral("/api/v1/users/u-alice/avatar") }));
 
     QByteArray avatar;
     QCOMPARE(roundTrip<BQueryUserAvatarHandler>(
-                 [&](auto caller) {
-                     ZYRAccount::GetUserAvatar(m_token, avatarPaths.value(0),
-                                               new BQueryUserAvatarHandler(caller, QStringLiteral("u-alice")));
-                 },
-                 [&](BQueryUserAvatarHandler* handler) { avatar = handler->avatarData(); })
-                 .status,
+                     [&](auto caller) {
+                         ZYRAccount::GetUserAvatar(m_token, avatarPaths.value(0),
+                                                   new BQueryUserAvatarHandler(caller, QStringLiteral("u-alice")));
+                     },
+                     [&](BQueryUserAvatarHandler* handler) { avatar = handler->avatarData(); })
+                     .status,
              200);
     QVERIFY(avatar.startsWith("\x89PNG"));
 
     QString loginToken;
     QCOMPARE(roundTrip<BQueryTargetLoginTokenHandler>(
-                 [this](auto caller) {
-                     ZYRAccount::GetLoginToken(m_token, new BQueryTargetLoginTokenHandler(caller, QStringLiteral("/target")));
-                 },
-                 [&](BQueryTargetLoginTokenHandler* handler) { loginToken = handler->loginToken(); })
-                 .status,
+                     [this](auto caller) {
+                         ZYRAccount::GetLoginToken(
+                                 m_token, new BQueryTargetLoginTokenHandler(caller, QStringLiteral("/target")));
+                     },
+                     [&](BQueryTargetLoginTokenHandler* handler) { loginToken = handler->loginToken(); })
+                     .status,
              200);
     QVERIFY2(loginToken.startsWith(QLatin1String("lt-")) && loginToken.size() == 35, qPrintable(loginToken));
 }
 
 void tst_ZYRServiceCloud::unknownTokenIsRefused()
 {
-    const Outcome outcome = roundTrip<BQueryUserInfoHandler>(
-        [](auto caller) { ZYRAccount::GetUserInfo(QStringLiteral("at-not-a-token"), new BQueryUserInfoHandler(caller)); });
+    const Outcome outcome = roundTrip<BQueryUserInfoHandler>([](auto caller) {
+        ZYRAccount::GetUserInfo(QStringLiteral("at-not-a-token"), new BQueryUserInfoHandler(caller));
+    });
     QCOMPARE(outcome.status, 401);
     QCOMPARE(outcome.error, int(QNetworkReply::AuthenticationRequiredError));
 }
@@ -321,36 +323,39 @@ void tst_ZYRServiceCloud::workspacesQuotaAndLogo()
     QString designRole;
     QString logoUrl;
     QCOMPARE(roundTrip<BQueryAllWorkspaceHandler>(
-                 [this](auto caller) { ZYRWorkspace::GetAllWorkspaces(m_token, new BQueryAllWorkspaceHandler(caller, false)); },
-                 [&](BQueryAllWorkspaceHandler* handler) {
-                     for (const ZYRModel::MWorkspace* workspace : *handler->workspaces()) {
-                         ids << workspace->getId();
-                         if (workspace->getId() == kDesign) {
-                             designRole = workspace->getRole();
-                             logoUrl = workspace->getLogoUrl();
+                     [this](auto caller) {
+                         ZYRWorkspace::GetAllWorkspaces(m_token, new BQueryAllWorkspaceHandler(caller, false));
+                     },
+                     [&](BQueryAllWorkspaceHandler* handler) {
+                         for (const ZYRModel::MWorkspace* workspace : *handler->workspaces()) {
+                             ids << workspace->getId();
+                             if (workspace->getId() == kDesign) {
+                                 designRole = workspace->getRole();
+                                 logoUrl = workspace->getLogoUrl();
+                             }
                          }
-                     }
-                 })
-                 .status,
+                     })
+                     .status,
              200);
-    QCOMPARE(ids, QStringList({kDesign, QStringLiteral("w-projects")}));
+    QCOMPARE(ids, QStringList({ kDesign, QStringLiteral("w-projects") }));
     QCOMPARE(designRole, QStringLiteral("CREATOR"));
     QVERIFY2(logoUrl.startsWith(QLatin1String("//")), qPrintable(logoUrl));
 
     qint64 totalSize = 0;
     qint64 fileCount = 0;
     QCOMPARE(roundTrip<BQueryWorkspaceQuotaHandler>(
-                 [this](auto caller) {
-                     ZYRWorkspace::GetWorkspaceQuota(m_token, kDesign, new BQueryWorkspaceQuotaHandler(caller, kDesign));
-                 },
-                 [&](BQueryWorkspaceQuotaHandler* handler) {
-                     std::unique_ptr<ZYRModel::MWorkspaceQuota> quota(handler->takeQuota(true));
-                     if (quota) {
-                         totalSize = quota->getTotalSize();
-                         fileCount = quota->getFileCount();
-                     }
-                 })
-                 .status,
+                     [this](auto caller) {
+                         ZYRWorkspace::GetWorkspaceQuota(m_token, kDesign,
+                                                         new BQueryWorkspaceQuotaHandler(caller, kDesign));
+                     },
+                     [&](BQueryWorkspaceQuotaHandler* handler) {
+                         std::unique_ptr<ZYRModel::MWorkspaceQuota> quota(handler->takeQuota(true));
+                         if (quota) {
+                             totalSize = quota->getTotalSize();
+                             fileCount = quota->getFileCount();
+                         }
+                     })
+                     .status,
              200);
     QCOMPARE(totalSize, 10737418240LL);
     QVERIFY(fileCount >= 5);
@@ -359,19 +364,20 @@ void tst_ZYRServiceCloud::workspacesQuotaAndLogo()
     // service still asks the configured (plain HTTP) server.
     QByteArray logo;
     QCOMPARE(roundTrip<BQueryWorkspaceLogoHandler>(
-                 [&](auto caller) {
-                     ZYRWorkspace::GetWorkspaceLogo(m_token, kDesign, QStringLiteral("https:") + logoUrl,
-                                                    new BQueryWorkspaceLogoHandler(caller, kDesign));
-                 },
-                 [&](BQueryWorkspaceLogoHandler* handler) { logo = handler->logoData(); })
-                 .status,
+                     [&](auto caller) {
+                         ZYRWorkspace::GetWorkspaceLogo(m_token, kDesign, QStringLiteral("https:") + logoUrl,
+                                                        new BQueryWorkspaceLogoHandler(caller, kDesign));
+                     },
+                     [&](BQueryWorkspaceLogoHandler* handler) { logo = handler->logoData(); })
+                     .status,
              200);
     QVERIFY(logo.startsWith("\x89PNG"));
 }
 
 void tst_ZYRServiceCloud::installInfoIsStored()
 {
-    ZYRWorkspace::PostInstallInfo(QStringLiteral(R"({"machineId":"m-e2e","osName":"Debian","installTime":1})"), nullptr);
+    ZYRWorkspace::PostInstallInfo(QStringLiteral(R"({"machineId":"m-e2e","osName":"Debian","installTime":1})"),
+                                  nullptr);
     // Nobody hears the answer; the server's admin list shows it arrived.
     QTRY_VERIFY_WITH_TIMEOUT(m_cloud->request("GET", "/admin/install-info").body.contains("m-e2e"), kWaitMs);
 }
@@ -381,48 +387,51 @@ void tst_ZYRServiceCloud::children()
     QStringList names;
     QString folderId;
     QCOMPARE(roundTrip<BQueryChildrenHandler>(
-                 [this](auto caller) {
-                     ZYRDocument::GetChildFiles(m_token, kDesign, QStringLiteral("f-design"),
-                                                new BQueryChildrenHandler(caller, kDesign, node(QStringLiteral("f-design"))), false);
-                 },
-                 [&](BQueryChildrenHandler* handler) {
-                     for (const auto& child : handler->children())
-                         names << child->getFileName();
-                     if (handler->folder())
-                         folderId = handler->folder()->getId();
-                 })
-                 .status,
+                     [this](auto caller) {
+                         ZYRDocument::GetChildFiles(
+                                 m_token, kDesign, QStringLiteral("f-design"),
+                                 new BQueryChildrenHandler(caller, kDesign, node(QStringLiteral("f-design"))), false);
+                     },
+                     [&](BQueryChildrenHandler* handler) {
+                         for (const auto& child : handler->children())
+                             names << child->getFileName();
+                         if (handler->folder())
+                             folderId = handler->folder()->getId();
+                     })
+                     .status,
              200);
-    QCOMPARE(names, QStringList({QStringLiteral("2019"), QStringLiteral("overview.txt")}));
+    QCOMPARE(names, QStringList({ QStringLiteral("2019"), QStringLiteral("overview.txt") }));
     QCOMPARE(folderId, QStringLiteral("f-design"));
 
     // The other reader of the same route takes data.items, here by path.
     names.clear();
     QCOMPARE(roundTrip<BQueryChildrenByInfoHandler>(
-                 [this](auto caller) {
-                     ZYRDocument::GetChildFiles(m_token, kDesign, QStringLiteral("/Design/2019"),
-                                                new BQueryChildrenByInfoHandler(caller, kDesign, QStringLiteral("/Design/2019"), true),
-                                                true);
-                 },
-                 [&](BQueryChildrenByInfoHandler* handler) {
-                     for (const auto& child : handler->children())
-                         names << child->getFileName();
-                 })
-                 .status,
+                     [this](auto caller) {
+                         ZYRDocument::GetChildFiles(
+                                 m_token, kDesign, QStringLiteral("/Design/2019"),
+                                 new BQueryChildrenByInfoHandler(caller, kDesign, QStringLiteral("/Design/2019"), true),
+                                 true);
+                     },
+                     [&](BQueryChildrenByInfoHandler* handler) {
+                         for (const auto& child : handler->children())
+                             names << child->getFileName();
+                     })
+                     .status,
              200);
-    QCOMPARE(names, QStringList({QStringLiteral("plan.dwg")}));
+    QCOMPARE(names, QStringList({ QStringLiteral("plan.dwg") }));
 
     // An empty id is the root.
     names.clear();
     QCOMPARE(roundTrip<BQueryChildrenHandler>(
-                 [this](auto caller) {
-                     ZYRDocument::GetChildFiles(m_token, kDesign, QString(), new BQueryChildrenHandler(caller, kDesign), false);
-                 },
-                 [&](BQueryChildrenHandler* handler) {
-                     for (const auto& child : handler->children())
-                         names << child->getFileName();
-                 })
-                 .status,
+                     [this](auto caller) {
+                         ZYRDocument::GetChildFiles(m_token, kDesign, QString(),
+                                                    new BQueryChildrenHandler(caller, kDesign), false);
+                     },
+                     [&](BQueryChildrenHandler* handler) {
+                         for (const auto& child : handler->children())
+                             names << child->getFileName();
+                     })
+                     .status,
              200);
     QVERIFY2(names.contains(QStringLiteral("Design")) && names.contains(QStringLiteral("readme.md")),
              qPrintable(names.join(QLatin1Char(','))));
@@ -433,26 +442,27 @@ void tst_ZYRServiceCloud::attributesQuery()
     QMap<QString, QString> attributes;
     const auto plan = node(QStringLiteral("f-plan"));
     QCOMPARE(roundTrip<BQueryAttributesHandler>(
-                 [&](auto caller) {
-                     ZYRDocument::QueryAttributes(m_token, kDesign, QStringLiteral("f-plan"), false,
-                                                  new BQueryAttributesHandler(caller, plan), QString());
-                 },
-                 [&](BQueryAttributesHandler* handler) { attributes = handler->attributes(); })
-                 .status,
+                     [&](auto caller) {
+                         ZYRDocument::QueryAttributes(m_token, kDesign, QStringLiteral("f-plan"), false,
+                                                      new BQueryAttributesHandler(caller, plan), QString());
+                     },
+                     [&](BQueryAttributesHandler* handler) { attributes = handler->attributes(); })
+                     .status,
              200);
     QVERIFY(attributes.contains(QStringLiteral("author")));
     QVERIFY(attributes.contains(QStringLiteral("stage")));
 
     attributes.clear();
     QCOMPARE(roundTrip<BQueryAttributesHandler>(
-                 [&](auto caller) {
-                     ZYRDocument::QueryAttributes(m_token, kDesign, QStringLiteral("/Design/2019/plan.dwg"), true,
-                                                  new BQueryAttributesHandler(caller, plan), QStringLiteral("author"));
-                 },
-                 [&](BQueryAttributesHandler* handler) { attributes = handler->attributes(); })
-                 .status,
+                     [&](auto caller) {
+                         ZYRDocument::QueryAttributes(m_token, kDesign, QStringLiteral("/Design/2019/plan.dwg"), true,
+                                                      new BQueryAttributesHandler(caller, plan),
+                                                      QStringLiteral("author"));
+                     },
+                     [&](BQueryAttributesHandler* handler) { attributes = handler->attributes(); })
+                     .status,
              200);
-    QCOMPARE(attributes.keys(), QStringList({QStringLiteral("author")}));
+    QCOMPARE(attributes.keys(), QStringList({ QStringLiteral("author") }));
 }
 
 void tst_ZYRServiceCloud::fileMetadata()
@@ -460,12 +470,12 @@ void tst_ZYRServiceCloud::fileMetadata()
     QSharedPointer<MFile> file;
     const auto target = node(QStringLiteral("f-plan"));
     QCOMPARE(roundTrip<BQueryFileMetaHandler>(
-                 [&](auto caller) {
-                     ZYRDocument::GetFileMetaById(m_token, kDesign, QStringLiteral("f-plan"), false,
-                                                  new BQueryFileMetaHandler(caller, target));
-                 },
-                 [&](BQueryFileMetaHandler* handler) { file = handler->file(); })
-                 .status,
+                     [&](auto caller) {
+                         ZYRDocument::GetFileMetaById(m_token, kDesign, QStringLiteral("f-plan"), false,
+                                                      new BQueryFileMetaHandler(caller, target));
+                     },
+                     [&](BQueryFileMetaHandler* handler) { file = handler->file(); })
+                     .status,
              200);
     QVERIFY(file);
     QCOMPARE(file->getFileName(), QStringLiteral("plan.dwg"));
@@ -473,13 +483,14 @@ void tst_ZYRServiceCloud::fileMetadata()
 
     file.reset();
     QCOMPARE(roundTrip<BQueryFileMetaHandler>(
-                 [&](auto caller) {
-                     ZYRDocument::GetFileMetaByPath(m_token, kDesign, QStringLiteral("Design/2019/plan.dwg"),
-                                                    new BQueryFileMetaHandler(caller, QWeakPointer<MFile>(),
-                                                                              QStringLiteral("Design/2019/plan.dwg")));
-                 },
-                 [&](BQueryFileMetaHandler* handler) { file = handler->file(); })
-                 .status,
+                     [&](auto caller) {
+                         ZYRDocument::GetFileMetaByPath(
+                                 m_token, kDesign, QStringLiteral("Design/2019/plan.dwg"),
+                                 new BQueryFileMetaHandler(caller, QWeakPointer<MFile>(),
+                                                           QStringLiteral("Design/2019/plan.dwg")));
+                     },
+                     [&](BQueryFileMetaHandler* handler) { file = handler->file(); })
+                     .status,
              200);
     QVERIFY(file);
     QCOMPARE(file->getId(), QStringLiteral("f-plan"));
@@ -487,20 +498,21 @@ void tst_ZYRServiceCloud::fileMetadata()
     // The root, by an empty id, before its id is known.
     file.reset();
     QCOMPARE(roundTrip<BQueryFileMetaHandler>(
-                 [&](auto caller) {
-                     ZYRDocument::GetFileMetaById(m_token, kDesign, QString(), true,
-                                                  new BQueryFileMetaHandler(caller, node(QString())));
-                 },
-                 [&](BQueryFileMetaHandler* handler) { file = handler->file(); })
-                 .status,
+                     [&](auto caller) {
+                         ZYRDocument::GetFileMetaById(m_token, kDesign, QString(), true,
+                                                      new BQueryFileMetaHandler(caller, node(QString())));
+                     },
+                     [&](BQueryFileMetaHandler* handler) { file = handler->file(); })
+                     .status,
              200);
     QVERIFY(file);
     QVERIFY(file->getIsFolder());
     QCOMPARE(file->getFileName(), QStringLiteral("/"));
 
     const Outcome missing = roundTrip<BQueryFileMetaHandler>([&](auto caller) {
-        ZYRDocument::GetFileMetaByPath(m_token, kDesign, QStringLiteral("/no/such"),
-                                       new BQueryFileMetaHandler(caller, QWeakPointer<MFile>(), QStringLiteral("/no/such")));
+        ZYRDocument::GetFileMetaByPath(
+                m_token, kDesign, QStringLiteral("/no/such"),
+                new BQueryFileMetaHandler(caller, QWeakPointer<MFile>(), QStringLiteral("/no/such")));
     });
     QCOMPARE(missing.status, 404);
 }
@@ -510,15 +522,15 @@ void tst_ZYRServiceCloud::pathsOfAFile()
     QString namePath;
     int items = 0;
     QCOMPARE(roundTrip<BGetFilePathHandler>(
-                 [this](auto caller) {
-                     ZYRDocument::GetFilePath(m_token, kDesign, QStringLiteral("f-2019"),
-                                              new BGetFilePathHandler(caller, kDesign, QStringLiteral("f-2019")));
-                 },
-                 [&](BGetFilePathHandler* handler) {
-                     namePath = handler->namePath();
-                     items = handler->filePath().count();
-                 })
-                 .status,
+                     [this](auto caller) {
+                         ZYRDocument::GetFilePath(m_token, kDesign, QStringLiteral("f-2019"),
+                                                  new BGetFilePathHandler(caller, kDesign, QStringLiteral("f-2019")));
+                     },
+                     [&](BGetFilePathHandler* handler) {
+                         namePath = handler->namePath();
+                         items = handler->filePath().count();
+                     })
+                     .status,
              200);
     QCOMPARE(namePath, QStringLiteral("/Design/2019"));
     QCOMPARE(items, 2);
@@ -526,15 +538,16 @@ void tst_ZYRServiceCloud::pathsOfAFile()
     QString idPath;
     QString parentNamePath;
     QCOMPARE(roundTrip<BQueryFilePathHandler>(
-                 [this](auto caller) {
-                     ZYRDocument::GetFilePathById(m_token, QStringLiteral("f-plan"), new BQueryFilePathHandler(caller));
-                 },
-                 [&](BQueryFilePathHandler* handler) {
-                     namePath = handler->namePath();
-                     idPath = handler->idPath();
-                     parentNamePath = handler->parentNamePath();
-                 })
-                 .status,
+                     [this](auto caller) {
+                         ZYRDocument::GetFilePathById(m_token, QStringLiteral("f-plan"),
+                                                      new BQueryFilePathHandler(caller));
+                     },
+                     [&](BQueryFilePathHandler* handler) {
+                         namePath = handler->namePath();
+                         idPath = handler->idPath();
+                         parentNamePath = handler->parentNamePath();
+                     })
+                     .status,
              200);
     QCOMPARE(namePath, QStringLiteral("Design/2019/plan.dwg"));
     QCOMPARE(idPath, QStringLiteral("f-design/f-2019/f-plan"));
@@ -547,11 +560,11 @@ void tst_ZYRServiceCloud::privileges()
     const auto overview = node(QStringLiteral("f-overview"), QStringLiteral("overview.txt"));
     auto privilegesOf = [&](const QString& user, QList<QString>* out) {
         return roundTrip<BGetFilePrivilegeHandler>(
-            [&](auto caller) {
-                ZYRDocument::GetFilePrivilege(m_token, kDesign, QStringLiteral("f-overview"),
-                                              new BGetFilePrivilegeHandler(caller, user, design, overview));
-            },
-            [&](BGetFilePrivilegeHandler* handler) { *out = handler->privileges(); });
+                [&](auto caller) {
+                    ZYRDocument::GetFilePrivilege(m_token, kDesign, QStringLiteral("f-overview"),
+                                                  new BGetFilePrivilegeHandler(caller, user, design, overview));
+                },
+                [&](BGetFilePrivilegeHandler* handler) { *out = handler->privileges(); });
     };
     QList<QString> alice;
     QCOMPARE(privilegesOf(QStringLiteral("u-alice"), &alice).status, 200);
@@ -567,12 +580,12 @@ void tst_ZYRServiceCloud::thumbnailAndViewcode()
     QByteArray thumbnail;
     const auto plan = node(QStringLiteral("f-plan"));
     QCOMPARE(roundTrip<BQueryFileThumbnailHandler>(
-                 [&](auto caller) {
-                     ZYRDocument::GetFileThumbnailById(m_token, kDesign, QStringLiteral("f-plan"),
-                                                       new BQueryFileThumbnailHandler(caller, plan));
-                 },
-                 [&](BQueryFileThumbnailHandler* handler) { thumbnail = handler->thumbnailData(); })
-                 .status,
+                     [&](auto caller) {
+                         ZYRDocument::GetFileThumbnailById(m_token, kDesign, QStringLiteral("f-plan"),
+                                                           new BQueryFileThumbnailHandler(caller, plan));
+                     },
+                     [&](BQueryFileThumbnailHandler* handler) { thumbnail = handler->thumbnailData(); })
+                     .status,
              200);
     QVERIFY(!thumbnail.isEmpty());
     QCOMPARE(roundTrip<BQueryFileThumbnailHandler>([&](auto caller) {
@@ -583,15 +596,16 @@ void tst_ZYRServiceCloud::thumbnailAndViewcode()
 
     QString viewcode;
     QCOMPARE(roundTrip<BQueryViewcodeHandler>(
-                 [&](auto caller) {
-                     ZYRDocument::GetViewCode(m_token, kDesign, QStringLiteral("f-plan"), new BQueryViewcodeHandler(caller, kDesign, plan));
-                 },
-                 [&](BQueryViewcodeHandler* handler) {
-                     std::unique_ptr<ZYRModel::MDocumentViewcode> code(handler->takeViewcode(true));
-                     if (code)
-                         viewcode = code->getViewcode();
-                 })
-                 .status,
+                     [&](auto caller) {
+                         ZYRDocument::GetViewCode(m_token, kDesign, QStringLiteral("f-plan"),
+                                                  new BQueryViewcodeHandler(caller, kDesign, plan));
+                     },
+                     [&](BQueryViewcodeHandler* handler) {
+                         std::unique_ptr<ZYRModel::MDocumentViewcode> code(handler->takeViewcode(true));
+                         if (code)
+                             viewcode = code->getViewcode();
+                     })
+                     .status,
              200);
     QVERIFY2(viewcode.startsWith(QLatin1String("vc-")), qPrintable(viewcode));
 }
@@ -602,13 +616,14 @@ void tst_ZYRServiceCloud::folderCreateRenameCopyMoveDelete()
     const auto newFolder = node(QString());
     QSharedPointer<MFile> created;
     QCOMPARE(roundTrip<BCreateFolderHandler>(
-                 [&](auto caller) {
-                     ZYRDocument::CreateFolder(m_token, kDesign, QStringLiteral("f-design"), QStringLiteral("Reviews & Notes"),
-                                               new BCreateFolderHandler(caller, kDesign, design, newFolder,
-                                                                        QStringLiteral("Reviews & Notes")));
-                 },
-                 [&](BCreateFolderHandler* handler) { created = handler->file(); })
-                 .status,
+                     [&](auto caller) {
+                         ZYRDocument::CreateFolder(m_token, kDesign, QStringLiteral("f-design"),
+                                                   QStringLiteral("Reviews & Notes"),
+                                                   new BCreateFolderHandler(caller, kDesign, design, newFolder,
+                                                                            QStringLiteral("Reviews & Notes")));
+                     },
+                     [&](BCreateFolderHandler* handler) { created = handler->file(); })
+                     .status,
              200);
     QVERIFY(created);
     QVERIFY(created->getIsFolder());
@@ -616,7 +631,8 @@ void tst_ZYRServiceCloud::folderCreateRenameCopyMoveDelete()
     const QString folderId = created->getId();
 
     QCOMPARE(roundTrip<BCreateFolderHandler>([&](auto caller) {
-                 ZYRDocument::CreateFolder(m_token, kDesign, QStringLiteral("f-design"), QStringLiteral("Reviews & Notes"),
+                 ZYRDocument::CreateFolder(m_token, kDesign, QStringLiteral("f-design"),
+                                           QStringLiteral("Reviews & Notes"),
                                            new BCreateFolderHandler(caller, kDesign, design, newFolder,
                                                                     QStringLiteral("Reviews & Notes")));
              }).status,
@@ -625,13 +641,13 @@ void tst_ZYRServiceCloud::folderCreateRenameCopyMoveDelete()
     QSharedPointer<MFile> renamed;
     const auto folder = node(folderId, QStringLiteral("Reviews & Notes"));
     QCOMPARE(roundTrip<BRenameFileHandler>(
-                 [&](auto caller) {
-                     ZYRDocument::RenameFile(m_token, kDesign, folderId, QStringLiteral("Reviews+2"),
-                                             new BRenameFileHandler(caller, kDesign, folder, folder->getFileName(),
-                                                                    QStringLiteral("Reviews+2")));
-                 },
-                 [&](BRenameFileHandler* handler) { renamed = handler->file(); })
-                 .status,
+                     [&](auto caller) {
+                         ZYRDocument::RenameFile(m_token, kDesign, folderId, QStringLiteral("Reviews+2"),
+                                                 new BRenameFileHandler(caller, kDesign, folder, folder->getFileName(),
+                                                                        QStringLiteral("Reviews+2")));
+                     },
+                     [&](BRenameFileHandler* handler) { renamed = handler->file(); })
+                     .status,
              200);
     QVERIFY(renamed);
     QCOMPARE(renamed->getFileName(), QStringLiteral("Reviews+2"));
@@ -642,12 +658,12 @@ void tst_ZYRServiceCloud::folderCreateRenameCopyMoveDelete()
     const auto readme = node(QStringLiteral("f-readme"), QStringLiteral("readme.md"));
     QSharedPointer<MFile> copy;
     QCOMPARE(roundTrip<BCopyFilesHandler>(
-                 [&](auto caller) {
-                     ZYRDocument::CopyFile(m_token, kDesign, QStringLiteral("f-readme"), folderId, false,
-                                           new BCopyFilesHandler(caller, kDesign, root, folder, {readme}, false));
-                 },
-                 [&](BCopyFilesHandler* handler) { copy = handler->file(); })
-                 .status,
+                     [&](auto caller) {
+                         ZYRDocument::CopyFile(m_token, kDesign, QStringLiteral("f-readme"), folderId, false,
+                                               new BCopyFilesHandler(caller, kDesign, root, folder, { readme }, false));
+                     },
+                     [&](BCopyFilesHandler* handler) { copy = handler->file(); })
+                     .status,
              200);
     QVERIFY(copy);
     QVERIFY(copy->getId() != QStringLiteral("f-readme"));
@@ -655,13 +671,13 @@ void tst_ZYRServiceCloud::folderCreateRenameCopyMoveDelete()
 
     QSharedPointer<MFile> moved;
     QCOMPARE(roundTrip<BCopyFilesHandler>(
-                 [&](auto caller) {
-                     ZYRDocument::CopyFile(m_token, kDesign, folderId, QStringLiteral("f-2019"), true,
-                                           new BCopyFilesHandler(caller, kDesign, design, node(QStringLiteral("f-2019")),
-                                                                 {folder}, true));
-                 },
-                 [&](BCopyFilesHandler* handler) { moved = handler->file(); })
-                 .status,
+                     [&](auto caller) {
+                         ZYRDocument::CopyFile(m_token, kDesign, folderId, QStringLiteral("f-2019"), true,
+                                               new BCopyFilesHandler(caller, kDesign, design,
+                                                                     node(QStringLiteral("f-2019")), { folder }, true));
+                     },
+                     [&](BCopyFilesHandler* handler) { moved = handler->file(); })
+                     .status,
              200);
     QVERIFY(moved);
     QCOMPARE(moved->getId(), folderId);
@@ -669,15 +685,16 @@ void tst_ZYRServiceCloud::folderCreateRenameCopyMoveDelete()
 
     bool deleted = false;
     QCOMPARE(roundTrip<BDeleteFilesHandler>(
-                 [&](auto caller) {
-                     ZYRDocument::DeleteFile(m_token, kDesign, folderId,
-                                             new BDeleteFilesHandler(caller, kDesign, design, {folder}));
-                 },
-                 [&](BDeleteFilesHandler* handler) { deleted = handler->isSuccess(); })
-                 .status,
+                     [&](auto caller) {
+                         ZYRDocument::DeleteFile(m_token, kDesign, folderId,
+                                                 new BDeleteFilesHandler(caller, kDesign, design, { folder }));
+                     },
+                     [&](BDeleteFilesHandler* handler) { deleted = handler->isSuccess(); })
+                     .status,
              200);
     QVERIFY(deleted);
-    QCOMPARE(m_cloud->request("GET", "/api/v1/workspaces/w-design/meta?id=" + folderId.toUtf8(), {}, m_token).status, 404);
+    QCOMPARE(m_cloud->request("GET", "/api/v1/workspaces/w-design/meta?id=" + folderId.toUtf8(), {}, m_token).status,
+             404);
 }
 
 void tst_ZYRServiceCloud::favorites()
@@ -686,75 +703,80 @@ void tst_ZYRServiceCloud::favorites()
     const auto overview = node(QStringLiteral("f-overview"));
     QCOMPARE(roundTrip<BAddFavoriteFilesHandler>([&](auto caller) {
                  ZYRDocument::addFavoriteFile(m_token, kDesign, QStringLiteral("f-plan,f-overview"),
-                                              new BAddFavoriteFilesHandler(caller, kDesign, {plan, overview}));
+                                              new BAddFavoriteFilesHandler(caller, kDesign, { plan, overview }));
              }).status,
              200);
 
     auto favoriteIds = [&](QStringList* ids) {
         return roundTrip<BQueryFavoriteFilesHandler>(
-            [&](auto caller) { ZYRDocument::queryFavoriteFiles(m_token, kDesign, new BQueryFavoriteFilesHandler(caller, kDesign)); },
-            [&](BQueryFavoriteFilesHandler* handler) {
-                for (const auto& file : handler->files())
-                    *ids << file->getId();
-            });
+                [&](auto caller) {
+                    ZYRDocument::queryFavoriteFiles(m_token, kDesign, new BQueryFavoriteFilesHandler(caller, kDesign));
+                },
+                [&](BQueryFavoriteFilesHandler* handler) {
+                    for (const auto& file : handler->files())
+                        *ids << file->getId();
+                });
     };
     QStringList ids;
     QCOMPARE(favoriteIds(&ids).status, 200);
-    QCOMPARE(ids, QStringList({QStringLiteral("f-plan"), QStringLiteral("f-overview")}));
+    QCOMPARE(ids, QStringList({ QStringLiteral("f-plan"), QStringLiteral("f-overview") }));
 
     QCOMPARE(roundTrip<BRemoveFavoriteFilesHandler>([&](auto caller) {
                  ZYRDocument::removeFavoriteFile(m_token, kDesign, QStringLiteral("f-plan"),
-                                                 new BRemoveFavoriteFilesHandler(caller, kDesign, {plan}));
+                                                 new BRemoveFavoriteFilesHandler(caller, kDesign, { plan }));
              }).status,
              200);
     ids.clear();
     QCOMPARE(favoriteIds(&ids).status, 200);
-    QCOMPARE(ids, QStringList({QStringLiteral("f-overview")}));
+    QCOMPARE(ids, QStringList({ QStringLiteral("f-overview") }));
 }
 
 void tst_ZYRServiceCloud::shareLinks()
 {
     QSharedPointer<ZYRModel::MFileShareLink> link;
     QCOMPARE(roundTrip<BCreateShareLinkHandler>(
-                 [&](auto caller) {
-                     ZYRDocument::CreateShareLink(m_token, kDesign, {QStringLiteral("f-plan")}, true, 0, true, true,
-                                                  new BCreateShareLinkHandler(caller, kDesign));
-                 },
-                 [&](BCreateShareLinkHandler* handler) { link = handler->shareLink(); })
-                 .status,
+                     [&](auto caller) {
+                         ZYRDocument::CreateShareLink(m_token, kDesign, { QStringLiteral("f-plan") }, true, 0, true,
+                                                      true, new BCreateShareLinkHandler(caller, kDesign));
+                     },
+                     [&](BCreateShareLinkHandler* handler) { link = handler->shareLink(); })
+                     .status,
              200);
     QVERIFY(link);
-    QCOMPARE(link->getPrivileges(), QList<QString>({QStringLiteral("preview"), QStringLiteral("download")}));
+    QCOMPARE(link->getPrivileges(), QList<QString>({ QStringLiteral("preview"), QStringLiteral("download") }));
     QCOMPARE(link->getPassword().size(), 4);
     const QString linkId = link->getId();
 
     QSharedPointer<ZYRModel::MFileShareLink> updated;
     QCOMPARE(roundTrip<BUpdateShareLinkHandler>(
-                 [&](auto caller) {
-                     ZYRDocument::UpdateShareLink(m_token, kDesign, linkId, 0, false, false, true,
-                                                  new BUpdateShareLinkHandler(caller, kDesign, link));
-                 },
-                 [&](BUpdateShareLinkHandler* handler) { updated = handler->shareLink(); })
-                 .status,
+                     [&](auto caller) {
+                         ZYRDocument::UpdateShareLink(m_token, kDesign, linkId, 0, false, false, true,
+                                                      new BUpdateShareLinkHandler(caller, kDesign, link));
+                     },
+                     [&](BUpdateShareLinkHandler* handler) { updated = handler->shareLink(); })
+                     .status,
              200);
     QVERIFY(updated);
-    QCOMPARE(updated->getPrivileges(), QList<QString>({QStringLiteral("download")}));
+    QCOMPARE(updated->getPrivileges(), QList<QString>({ QStringLiteral("download") }));
     QVERIFY(updated->getPassword().isEmpty());
 
     auto linkIds = [&](QStringList* ids) {
         return roundTrip<BQueryShareLinksHandler>(
-            [&](auto caller) { ZYRDocument::QueryShareLinks(m_token, kDesign, new BQueryShareLinksHandler(caller, kDesign)); },
-            [&](BQueryShareLinksHandler* handler) {
-                for (const auto& each : handler->shareLinks())
-                    *ids << each->getId();
-            });
+                [&](auto caller) {
+                    ZYRDocument::QueryShareLinks(m_token, kDesign, new BQueryShareLinksHandler(caller, kDesign));
+                },
+                [&](BQueryShareLinksHandler* handler) {
+                    for (const auto& each : handler->shareLinks())
+                        *ids << each->getId();
+                });
     };
     QStringList ids;
     QCOMPARE(linkIds(&ids).status, 200);
     QVERIFY(ids.contains(linkId));
 
     QCOMPARE(roundTrip<BRemoveShareLinksHandler>([&](auto caller) {
-                 ZYRDocument::RemoveShareLinks(m_token, kDesign, linkId, new BRemoveShareLinksHandler(caller, kDesign, {link}));
+                 ZYRDocument::RemoveShareLinks(m_token, kDesign, linkId,
+                                               new BRemoveShareLinksHandler(caller, kDesign, { link }));
              }).status,
              200);
     ids.clear();
@@ -765,39 +787,40 @@ void tst_ZYRServiceCloud::shareLinks()
 void tst_ZYRServiceCloud::attributeChanges()
 {
     const auto overview = node(QStringLiteral("f-overview"));
-    const QMap<QString, QString> first{{QStringLiteral("reviewer"), QStringLiteral("Bob & Co")}};
+    const QMap<QString, QString> first{ { QStringLiteral("reviewer"), QStringLiteral("Bob & Co") } };
     bool success = false;
     QCOMPARE(roundTrip<BAddAttributesHandler>(
-                 [&](auto caller) {
-                     ZYRDocument::AddAttributes(m_token, kDesign, QStringLiteral("f-overview"), first,
-                                                new BAddAttributesHandler(caller, overview, first));
-                 },
-                 [&](BAddAttributesHandler* handler) { success = handler->isSuccess(); })
-                 .status,
+                     [&](auto caller) {
+                         ZYRDocument::AddAttributes(m_token, kDesign, QStringLiteral("f-overview"), first,
+                                                    new BAddAttributesHandler(caller, overview, first));
+                     },
+                     [&](BAddAttributesHandler* handler) { success = handler->isSuccess(); })
+                     .status,
              200);
     QVERIFY(success);
 
-    const QMap<QString, QString> second{{QStringLiteral("stage"), QString()}};
+    const QMap<QString, QString> second{ { QStringLiteral("stage"), QString() } };
     success = false;
     QCOMPARE(roundTrip<BAddAttributesByPathHandler>(
-                 [&](auto caller) {
-                     ZYRDocument::AddAttributesByPath(m_token, kDesign, QStringLiteral("Design/overview.txt"), second,
-                                                      new BAddAttributesByPathHandler(caller, kDesign,
-                                                                                      QStringLiteral("Design/overview.txt"), second));
-                 },
-                 [&](BAddAttributesByPathHandler* handler) { success = handler->isSuccess(); })
-                 .status,
+                     [&](auto caller) {
+                         ZYRDocument::AddAttributesByPath(
+                                 m_token, kDesign, QStringLiteral("Design/overview.txt"), second,
+                                 new BAddAttributesByPathHandler(caller, kDesign, QStringLiteral("Design/overview.txt"),
+                                                                 second));
+                     },
+                     [&](BAddAttributesByPathHandler* handler) { success = handler->isSuccess(); })
+                     .status,
              200);
     QVERIFY(success);
 
     QMap<QString, QString> attributes;
     QCOMPARE(roundTrip<BQueryAttributesHandler>(
-                 [&](auto caller) {
-                     ZYRDocument::QueryAttributes(m_token, kDesign, QStringLiteral("f-overview"), false,
-                                                  new BQueryAttributesHandler(caller, overview), QString());
-                 },
-                 [&](BQueryAttributesHandler* handler) { attributes = handler->attributes(); })
-                 .status,
+                     [&](auto caller) {
+                         ZYRDocument::QueryAttributes(m_token, kDesign, QStringLiteral("f-overview"), false,
+                                                      new BQueryAttributesHandler(caller, overview), QString());
+                     },
+                     [&](BQueryAttributesHandler* handler) { attributes = handler->attributes(); })
+                     .status,
              200);
     QCOMPARE(attributes.value(QStringLiteral("reviewer")), QStringLiteral("Bob & Co"));
     QVERIFY(attributes.contains(QStringLiteral("stage")));
@@ -816,13 +839,13 @@ void tst_ZYRServiceCloud::uploadAndDownload()
     QSharedPointer<MFile> uploaded;
     const QString remotePath = QStringLiteral("/Uploads/new file+1.bin");
     QCOMPARE(roundTrip<BUploadFileHandler>(
-                 owner,
-                 [&](auto caller) {
-                     ZYRDocument::UploadFile(m_token, kDesign, QStringLiteral("/Uploads"), remotePath, content.size(), 0,
-                                             &source, new BUploadFileHandler(caller));
-                 },
-                 [&](BUploadFileHandler* handler) { uploaded = handler->file(); })
-                 .status,
+                     owner,
+                     [&](auto caller) {
+                         ZYRDocument::UploadFile(m_token, kDesign, QStringLiteral("/Uploads"), remotePath,
+                                                 content.size(), 0, &source, new BUploadFileHandler(caller));
+                     },
+                     [&](BUploadFileHandler* handler) { uploaded = handler->file(); })
+                     .status,
              200);
     QVERIFY(uploaded);
     QCOMPARE(uploaded->getSize(), qint64(content.size()));
@@ -834,11 +857,12 @@ void tst_ZYRServiceCloud::uploadAndDownload()
     QVERIFY(target.open(QIODevice::WriteOnly));
     bool writeOk = false;
     QCOMPARE(roundTrip<BDownloadFileHandler>(
-                 [&](auto caller) {
-                     ZYRDocument::DownloadFile(m_token, kDesign, uploaded->getId(), 0, 0, new BDownloadFileHandler(caller, &target));
-                 },
-                 [&](BDownloadFileHandler* handler) { writeOk = handler->isWriteOk(); })
-                 .status,
+                     [&](auto caller) {
+                         ZYRDocument::DownloadFile(m_token, kDesign, uploaded->getId(), 0, 0,
+                                                   new BDownloadFileHandler(caller, &target));
+                     },
+                     [&](BDownloadFileHandler* handler) { writeOk = handler->isWriteOk(); })
+                     .status,
              200);
     QVERIFY(writeOk);
     target.close();
@@ -855,7 +879,8 @@ void tst_ZYRServiceCloud::rangedDownloadReportsTheWholeFileAsTotal()
     QVERIFY(target.open(QIODevice::WriteOnly));
     Owner owner;
     const Outcome outcome = roundTrip<BDownloadFileHandler>(owner, [&](auto caller) {
-        ZYRDocument::DownloadFile(m_token, kDesign, QStringLiteral("f-big"), offset, 0, new BDownloadFileHandler(caller, &target));
+        ZYRDocument::DownloadFile(m_token, kDesign, QStringLiteral("f-big"), offset, 0,
+                                  new BDownloadFileHandler(caller, &target));
     });
     QCOMPARE(outcome.status, 206);
     target.close();
@@ -866,7 +891,8 @@ void tst_ZYRServiceCloud::rangedDownloadReportsTheWholeFileAsTotal()
     QCOMPARE(owner.download.constLast(), qMakePair(size - offset, size));
 
     const Outcome beyond = roundTrip<BDownloadFileHandler>([&](auto caller) {
-        ZYRDocument::DownloadFile(m_token, kDesign, QStringLiteral("f-big"), size, 0, new BDownloadFileHandler(caller, &target));
+        ZYRDocument::DownloadFile(m_token, kDesign, QStringLiteral("f-big"), size, 0,
+                                  new BDownloadFileHandler(caller, &target));
     });
     QCOMPARE(beyond.status, 416);
 }
@@ -887,23 +913,28 @@ void tst_ZYRServiceCloud::interruptedUploadResumes()
     first.read = [](BReplyHandlerBase*) {};
     ZYRDocument::UploadFile(m_token, kDesign, QStringLiteral("/Uploads"), remotePath, size, 0, &stalling,
                             new BUploadFileHandler(first.caller()));
-    QTRY_VERIFY_WITH_TIMEOUT(m_cloud->request("GET", metaPath, {}, m_token).json().value(QStringLiteral("data"))
-                                     .toObject().value(QStringLiteral("uploadedSize")).toInteger() == half,
+    QTRY_VERIFY_WITH_TIMEOUT(m_cloud->request("GET", metaPath, {}, m_token)
+                                             .json()
+                                             .value(QStringLiteral("data"))
+                                             .toObject()
+                                             .value(QStringLiteral("uploadedSize"))
+                                             .toInteger()
+                                     == half,
                              kWaitMs);
     ZYRServiceUtil::CancelUnfinishedRequests();
     QCOMPARE(first.calls, 0); // cancelled: the owner is not called back
 
     // What the transfer worker reads before resuming.
     QSharedPointer<MFile> partial;
-    QTRY_VERIFY_WITH_TIMEOUT(
-        (roundTrip<BQueryFileMetaHandler>(
-             [&](auto caller) {
-                 ZYRDocument::GetFileMetaByPath(m_token, kDesign, remotePath,
-                                                new BQueryFileMetaHandler(caller, QWeakPointer<MFile>(), remotePath));
-             },
-             [&](BQueryFileMetaHandler* handler) { partial = handler->file(); }),
-         partial && !partial->getIsUploading()),
-        kWaitMs);
+    QTRY_VERIFY_WITH_TIMEOUT((roundTrip<BQueryFileMetaHandler>(
+                                      [&](auto caller) {
+                                          ZYRDocument::GetFileMetaByPath(
+                                                  m_token, kDesign, remotePath,
+                                                  new BQueryFileMetaHandler(caller, QWeakPointer<MFile>(), remotePath));
+                                      },
+                                      [&](BQueryFileMetaHandler* handler) { partial = handler->file(); }),
+                              partial && !partial->getIsUploading()),
+                             kWaitMs);
     QCOMPARE(partial->getUploadedSize(), half);
     QCOMPARE(partial->getSize(), size);
 
@@ -914,12 +945,12 @@ void tst_ZYRServiceCloud::interruptedUploadResumes()
     QVERIFY(source.open(QIODevice::ReadOnly));
     QSharedPointer<MFile> uploaded;
     QCOMPARE(roundTrip<BUploadFileHandler>(
-                 [&](auto caller) {
-                     ZYRDocument::UploadFile(m_token, kDesign, QStringLiteral("/Uploads"), remotePath, size, half, &source,
-                                             new BUploadFileHandler(caller));
-                 },
-                 [&](BUploadFileHandler* handler) { uploaded = handler->file(); })
-                 .status,
+                     [&](auto caller) {
+                         ZYRDocument::UploadFile(m_token, kDesign, QStringLiteral("/Uploads"), remotePath, size, half,
+                                                 &source, new BUploadFileHandler(caller));
+                     },
+                     [&](BUploadFileHandler* handler) { uploaded = handler->file(); })
+                     .status,
              200);
     QVERIFY(uploaded);
     QCOMPARE(uploaded->getDigest().toLatin1(), sha256Hex(content));
@@ -927,13 +958,13 @@ void tst_ZYRServiceCloud::interruptedUploadResumes()
 
 void tst_ZYRServiceCloud::injectedFaults()
 {
-    QVERIFY(!m_cloud->addFault({{QStringLiteral("pathPrefix"), QStringLiteral("/api/v1/users/me")},
-                                {QStringLiteral("status"), 503},
-                                {QStringLiteral("times"), 1}})
-                 .isEmpty());
+    QVERIFY(!m_cloud->addFault({ { QStringLiteral("pathPrefix"), QStringLiteral("/api/v1/users/me") },
+                                 { QStringLiteral("status"), 503 },
+                                 { QStringLiteral("times"), 1 } })
+                     .isEmpty());
     auto userInfo = [this] {
         return roundTrip<BQueryUserInfoHandler>(
-            [this](auto caller) { ZYRAccount::GetUserInfo(m_token, new BQueryUserInfoHandler(caller)); });
+                [this](auto caller) { ZYRAccount::GetUserInfo(m_token, new BQueryUserInfoHandler(caller)); });
     };
     const Outcome failed = userInfo();
     QCOMPARE(failed.status, 503);
@@ -941,19 +972,21 @@ void tst_ZYRServiceCloud::injectedFaults()
     QCOMPARE(userInfo().status, 200);
 
     // A download whose connection breaks after 1000 bytes.
-    QVERIFY(!m_cloud->addFault({{QStringLiteral("pathPrefix"), QStringLiteral("/api/v1/workspaces/w-design/files/f-big/content")},
-                                {QStringLiteral("cutAfterBytes"), 1000}})
-                 .isEmpty());
+    QVERIFY(!m_cloud->addFault({ { QStringLiteral("pathPrefix"),
+                                   QStringLiteral("/api/v1/workspaces/w-design/files/f-big/content") },
+                                 { QStringLiteral("cutAfterBytes"), 1000 } })
+                     .isEmpty());
     QFile target(m_local.filePath(QStringLiteral("cut.part")));
     QVERIFY(target.open(QIODevice::WriteOnly));
     Owner owner;
     qint64 written = -1;
     const Outcome cut = roundTrip<BDownloadFileHandler>(
-        owner,
-        [&](auto caller) {
-            ZYRDocument::DownloadFile(m_token, kDesign, QStringLiteral("f-big"), 0, 0, new BDownloadFileHandler(caller, &target));
-        },
-        [&](BDownloadFileHandler* handler) { written = handler->bytesWritten(); });
+            owner,
+            [&](auto caller) {
+                ZYRDocument::DownloadFile(m_token, kDesign, QStringLiteral("f-big"), 0, 0,
+                                          new BDownloadFileHandler(caller, &target));
+            },
+            [&](BDownloadFileHandler* handler) { written = handler->bytesWritten(); });
     QVERIFY(written >= 0 && written < 1048576);
     // Qt 6.4 does not always report a body cut short as an error; the
     // progress total (Content-Length) still tells the worker it is short.
@@ -963,9 +996,9 @@ void tst_ZYRServiceCloud::injectedFaults()
     }
 
     // A server that holds the request: only the request timeout ends it.
-    QVERIFY(!m_cloud->addFault({{QStringLiteral("pathPrefix"), QStringLiteral("/api/v1/auth/login-token")},
-                                {QStringLiteral("hang"), true}})
-                 .isEmpty());
+    QVERIFY(!m_cloud->addFault({ { QStringLiteral("pathPrefix"), QStringLiteral("/api/v1/auth/login-token") },
+                                 { QStringLiteral("hang"), true } })
+                     .isEmpty());
     ZYRServiceUtil::setRequestTimeout(500);
     const Outcome held = roundTrip<BQueryTargetLoginTokenHandler>([this](auto caller) {
         ZYRAccount::GetLoginToken(m_token, new BQueryTargetLoginTokenHandler(caller, QString()));
@@ -976,9 +1009,9 @@ void tst_ZYRServiceCloud::injectedFaults()
 
 void tst_ZYRServiceCloud::cancelAgainstTheServer()
 {
-    QVERIFY(!m_cloud->addFault({{QStringLiteral("pathPrefix"), QStringLiteral("/api/v1/workspaces")},
-                                {QStringLiteral("hang"), true}})
-                 .isEmpty());
+    QVERIFY(!m_cloud->addFault({ { QStringLiteral("pathPrefix"), QStringLiteral("/api/v1/workspaces") },
+                                 { QStringLiteral("hang"), true } })
+                     .isEmpty());
     Owner owner;
     owner.read = [](BReplyHandlerBase*) {};
     QPointer<BReplyHandlerBase> handler = new BQueryAllWorkspaceHandler(owner.caller(), false);
@@ -1011,7 +1044,8 @@ void tst_ZYRServiceCloud::versionListAndInstaller()
     const QByteArray installer = m_cloud->request("GET", "/downloads/ZYRDesktopSetup-1.3.0.exe").body;
     QVERIFY(!installer.isEmpty());
     record = QSharedPointer<HandlerRecord>::create();
-    ZYRVersion::DownloadFile(m_cloud->baseUrl().toString() + QStringLiteral("/downloads/latest"), new RecordingHandler(record));
+    ZYRVersion::DownloadFile(m_cloud->baseUrl().toString() + QStringLiteral("/downloads/latest"),
+                             new RecordingHandler(record));
     QTRY_VERIFY_WITH_TIMEOUT(record->destroyed(), kWaitMs);
     QCOMPARE(record->statusCode(), 200);
     QVERIFY(record->body() == installer);

@@ -30,21 +30,19 @@ namespace {
 
 const QString kToken = QStringLiteral("tok-1");
 
-const QStringList kFailedEvents = {QStringLiteral("error"), QStringLiteral("finished"), QStringLiteral("destroyed")};
+const QStringList kFailedEvents = { QStringLiteral("error"), QStringLiteral("finished"), QStringLiteral("destroyed") };
 
 // Upload sources in every unusable state; each lives as long as the test
 // object, so the request never outlives its device.
-struct Sources
-{
+struct Sources {
     QTemporaryFile shortFile;
-    QFile closed{QStringLiteral("/nonexistent/never-opened")};
+    QFile closed{ QStringLiteral("/nonexistent/never-opened") };
     QBuffer writeOnly;
 };
 
 } // namespace
 
-class tst_ZYRServiceFailures : public QObject
-{
+class tst_ZYRServiceFailures : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
@@ -92,7 +90,8 @@ void tst_ZYRServiceFailures::requestThatCannotBeSent_data()
     const Issue userInfo = [](auto h) { ZYRAccount::GetUserInfo(kToken, h); };
     const auto upload = [this](QIODevice* source, qint64 size) {
         return Issue([=](auto h) {
-            ZYRDocument::UploadFile(kToken, QStringLiteral("w"), QStringLiteral("/"), QStringLiteral("/f"), size, 0, source, h);
+            ZYRDocument::UploadFile(kToken, QStringLiteral("w"), QStringLiteral("/"), QStringLiteral("/f"), size, 0,
+                                    source, h);
         });
     };
 
@@ -101,24 +100,23 @@ void tst_ZYRServiceFailures::requestThatCannotBeSent_data()
                                        << QNetworkReply::ProtocolUnknownError;
     QTest::newRow("no host") << QUrl(QStringLiteral("http:///api")) << userInfo << QNetworkReply::ProtocolUnknownError;
     QTest::newRow("version list, relative address")
-        << QUrl() << Issue([](auto h) { ZYRVersion::QueryLatestVersion(QStringLiteral("versions.xml"), h); })
-        << QNetworkReply::ProtocolUnknownError;
-    QTest::newRow("installer, no server for a path") << none
-        << Issue([](auto h) { ZYRVersion::DownloadFile(QStringLiteral("/downloads/x.exe"), h); })
-        << QNetworkReply::ProtocolUnknownError;
-    QTest::newRow("upload without source") << QUrl() << upload(nullptr, 10) << QNetworkReply::ProtocolInvalidOperationError;
-    QTest::newRow("upload source not open") << QUrl() << upload(&m_sources.closed, 10)
-                                            << QNetworkReply::ProtocolInvalidOperationError;
-    QTest::newRow("upload source write-only") << QUrl() << upload(&m_sources.writeOnly, 0)
-                                              << QNetworkReply::ProtocolInvalidOperationError;
-    QTest::newRow("upload source shorter than declared") << QUrl() << upload(&m_sources.shortFile, 11)
-                                                         << QNetworkReply::ProtocolInvalidOperationError;
-    QTest::newRow("upload offset beyond size")
-        << QUrl() << Issue([this](auto h) {
-               ZYRDocument::UploadFile(kToken, QStringLiteral("w"), QStringLiteral("/"), QStringLiteral("/f"), 5, 8,
-                                       &m_sources.shortFile, h);
-           })
-        << QNetworkReply::ProtocolInvalidOperationError;
+            << QUrl() << Issue([](auto h) { ZYRVersion::QueryLatestVersion(QStringLiteral("versions.xml"), h); })
+            << QNetworkReply::ProtocolUnknownError;
+    QTest::newRow("installer, no server for a path")
+            << none << Issue([](auto h) { ZYRVersion::DownloadFile(QStringLiteral("/downloads/x.exe"), h); })
+            << QNetworkReply::ProtocolUnknownError;
+    QTest::newRow("upload without source")
+            << QUrl() << upload(nullptr, 10) << QNetworkReply::ProtocolInvalidOperationError;
+    QTest::newRow("upload source not open")
+            << QUrl() << upload(&m_sources.closed, 10) << QNetworkReply::ProtocolInvalidOperationError;
+    QTest::newRow("upload source write-only")
+            << QUrl() << upload(&m_sources.writeOnly, 0) << QNetworkReply::ProtocolInvalidOperationError;
+    QTest::newRow("upload source shorter than declared")
+            << QUrl() << upload(&m_sources.shortFile, 11) << QNetworkReply::ProtocolInvalidOperationError;
+    QTest::newRow("upload offset beyond size") << QUrl() << Issue([this](auto h) {
+        ZYRDocument::UploadFile(kToken, QStringLiteral("w"), QStringLiteral("/"), QStringLiteral("/f"), 5, 8,
+                                &m_sources.shortFile, h);
+    }) << QNetworkReply::ProtocolInvalidOperationError;
 }
 
 void tst_ZYRServiceFailures::requestThatCannotBeSent()
@@ -177,7 +175,7 @@ void tst_ZYRServiceFailures::serverThatNeverAnswersTimesOut()
     // Qt 6.4 aborts a timed-out transfer with OperationCanceledError; later
     // Qt versions say TimeoutError. Either way it is an error without status.
     QVERIFY2(record->lastError() == QNetworkReply::OperationCanceledError
-                 || record->lastError() == QNetworkReply::TimeoutError,
+                     || record->lastError() == QNetworkReply::TimeoutError,
              QByteArray::number(record->lastError()).constData());
     QCOMPARE(record->statusCode(), 0);
     QVERIFY(!record->cancelled());

@@ -41,8 +41,7 @@ QByteArray patternBytes(qint64 size)
 
 } // namespace
 
-class tst_ZYRServiceRequests : public QObject
-{
+class tst_ZYRServiceRequests : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
@@ -102,110 +101,188 @@ void tst_ZYRServiceRequests::sendsWhatTheInterfaceDefines_data()
         QTest::newRow(name) << request << QByteArray(method) << QByteArray(target) << withToken << QByteArray(body);
     };
 
-    row("Login", [](auto h) { ZYRAccount::Login(QStringLiteral("alice"), QStringLiteral("p&ss wörd"), h); },
-        "POST", "/api/v1/auth/login", false, R"({"account":"alice","password":"p&ss wörd"})");
-    row("GetUserInfo", [t](auto h) { ZYRAccount::GetUserInfo(t, h); }, "GET", "/api/v1/users/me", true);
-    row("GetUserAvatar", [t](auto h) { ZYRAccount::GetUserAvatar(t, QStringLiteral("/api/v1/users/u-alice/avatar"), h); },
-        "GET", "/api/v1/users/u-alice/avatar", true);
-    row("GetUserAvatar without slash",
-        [t](auto h) { ZYRAccount::GetUserAvatar(t, QStringLiteral("api/v1/users/u-bob/avatar"), h); },
-        "GET", "/api/v1/users/u-bob/avatar", true);
-    row("GetUserAvatar absolute",
-        [t](auto h) { ZYRAccount::GetUserAvatar(t, QStringLiteral("https://cdn.example.com/api/v1/users/u-a/avatar?v=2"), h); },
-        "GET", "/api/v1/users/u-a/avatar?v=2", true);
-    row("GetLoginToken", [t](auto h) { ZYRAccount::GetLoginToken(t, h); }, "GET", "/api/v1/auth/login-token", true);
-    row("GetAllWorkspaces", [t](auto h) { ZYRWorkspace::GetAllWorkspaces(t, h); }, "GET", "/api/v1/workspaces", true);
-    row("GetWorkspaceQuota", [t, w](auto h) { ZYRWorkspace::GetWorkspaceQuota(t, w, h); },
-        "GET", "/api/v1/workspaces/w-design/quota", true);
-    row("GetWorkspaceLogo",
-        [t, w](auto h) { ZYRWorkspace::GetWorkspaceLogo(t, w, QStringLiteral("https://127.0.0.1:1/api/v1/workspaces/w-design/logo"), h); },
-        "GET", "/api/v1/workspaces/w-design/logo", true);
-    row("GetWorkspaceLogo without address", [t](auto h) { ZYRWorkspace::GetWorkspaceLogo(t, QStringLiteral("w 2"), QString(), h); },
-        "GET", "/api/v1/workspaces/w%202/logo", true);
-    row("PostInstallInfo", [](auto h) { ZYRWorkspace::PostInstallInfo(QStringLiteral(R"({"machineId":"m-1","installTime":5})"), h); },
-        "POST", "/api/v1/install-info", false, R"({"machineId":"m-1","installTime":5})");
+    row(
+            "Login", [](auto h) { ZYRAccount::Login(QStringLiteral("alice"), QStringLiteral("p&ss wörd"), h); }, "POST",
+            "/api/v1/auth/login", false, R"({"account":"alice","password":"p&ss wörd"})");
+    row(
+            "GetUserInfo", [t](auto h) { ZYRAccount::GetUserInfo(t, h); }, "GET", "/api/v1/users/me", true);
+    row(
+            "GetUserAvatar",
+            [t](auto h) { ZYRAccount::GetUserAvatar(t, QStringLiteral("/api/v1/users/u-alice/avatar"), h); }, "GET",
+            "/api/v1/users/u-alice/avatar", true);
+    row(
+            "GetUserAvatar without slash",
+            [t](auto h) { ZYRAccount::GetUserAvatar(t, QStringLiteral("api/v1/users/u-bob/avatar"), h); }, "GET",
+            "/api/v1/users/u-bob/avatar", true);
+    row(
+            "GetUserAvatar absolute",
+            [t](auto h) {
+                ZYRAccount::GetUserAvatar(t, QStringLiteral("https://cdn.example.com/api/v1/users/u-a/avatar?v=2"), h);
+            },
+            "GET", "/api/v1/users/u-a/avatar?v=2", true);
+    row(
+            "GetLoginToken", [t](auto h) { ZYRAccount::GetLoginToken(t, h); }, "GET", "/api/v1/auth/login-token", true);
+    row(
+            "GetAllWorkspaces", [t](auto h) { ZYRWorkspace::GetAllWorkspaces(t, h); }, "GET", "/api/v1/workspaces",
+            true);
+    row(
+            "GetWorkspaceQuota", [t, w](auto h) { ZYRWorkspace::GetWorkspaceQuota(t, w, h); }, "GET",
+            "/api/v1/workspaces/w-design/quota", true);
+    row(
+            "GetWorkspaceLogo",
+            [t, w](auto h) {
+                ZYRWorkspace::GetWorkspaceLogo(
+                        t, w, QStringLiteral("https://127.0.0.1:1/api/v1/workspaces/w-design/logo"), h);
+            },
+            "GET", "/api/v1/workspaces/w-design/logo", true);
+    row(
+            "GetWorkspaceLogo without address",
+            [t](auto h) { ZYRWorkspace::GetWorkspaceLogo(t, QStringLiteral("w 2"), QString(), h); }, "GET",
+            "/api/v1/workspaces/w%202/logo", true);
+    row(
+            "PostInstallInfo",
+            [](auto h) { ZYRWorkspace::PostInstallInfo(QStringLiteral(R"({"machineId":"m-1","installTime":5})"), h); },
+            "POST", "/api/v1/install-info", false, R"({"machineId":"m-1","installTime":5})");
 
-    row("GetChildFiles by id", [t, w](auto h) { ZYRDocument::GetChildFiles(t, w, QStringLiteral("f-design"), h, false); },
-        "GET", "/api/v1/workspaces/w-design/children?id=f-design", true);
-    row("GetChildFiles by path", [t, w](auto h) { ZYRDocument::GetChildFiles(t, w, QStringLiteral("/Design/2019"), h, true); },
-        "GET", "/api/v1/workspaces/w-design/children?path=%2FDesign%2F2019", true);
-    row("GetChildFiles root", [t, w](auto h) { ZYRDocument::GetChildFiles(t, w, QString(), h, false); },
-        "GET", "/api/v1/workspaces/w-design/children?id=", true);
-    row("QueryAttributes all", [t, w](auto h) { ZYRDocument::QueryAttributes(t, w, QStringLiteral("f-plan"), false, h, QString()); },
-        "GET", "/api/v1/workspaces/w-design/attributes?id=f-plan", true);
-    row("QueryAttributes one key by path",
-        [t, w](auto h) { ZYRDocument::QueryAttributes(t, w, QStringLiteral("/Design"), true, h, QStringLiteral("stage one")); },
-        "GET", "/api/v1/workspaces/w-design/attributes?path=%2FDesign&attributeKey=stage%20one", true);
-    row("GetFileMetaById with path", [t, w](auto h) { ZYRDocument::GetFileMetaById(t, w, QStringLiteral("f-plan"), true, h); },
-        "GET", "/api/v1/workspaces/w-design/meta?id=f-plan&withPath=true", true);
-    row("GetFileMetaById without path", [t, w](auto h) { ZYRDocument::GetFileMetaById(t, w, QString(), false, h); },
-        "GET", "/api/v1/workspaces/w-design/meta?id=&withPath=false", true);
-    row("GetFileMetaByPath",
-        [t, w](auto h) { ZYRDocument::GetFileMetaByPath(t, w, QStringLiteral("/Design/a+b &c=d#1 %中.dwg"), h); },
-        "GET", "/api/v1/workspaces/w-design/meta?path=%2FDesign%2Fa%2Bb%20%26c%3Dd%231%20%25%E4%B8%AD.dwg", true);
-    row("GetFilePath", [t, w](auto h) { ZYRDocument::GetFilePath(t, w, QStringLiteral("f-2019"), h); },
-        "GET", "/api/v1/workspaces/w-design/parents?id=f-2019", true);
-    row("GetFilePathById", [t](auto h) { ZYRDocument::GetFilePathById(t, QStringLiteral("f-plan"), h); },
-        "GET", "/api/v1/files/path?id=f-plan", true);
-    row("GetFilePrivilege", [t, w](auto h) { ZYRDocument::GetFilePrivilege(t, w, QString(), h); },
-        "GET", "/api/v1/workspaces/w-design/privileges?id=", true);
-    row("GetFileThumbnailById", [t, w](auto h) { ZYRDocument::GetFileThumbnailById(t, w, QStringLiteral("f-plan"), h); },
-        "GET", "/api/v1/workspaces/w-design/thumbnail?id=f-plan", true);
-    row("GetViewCode", [t, w](auto h) { ZYRDocument::GetViewCode(t, w, QStringLiteral("f-plan"), h); },
-        "GET", "/api/v1/workspaces/w-design/viewcode?id=f-plan", true);
+    row(
+            "GetChildFiles by id",
+            [t, w](auto h) { ZYRDocument::GetChildFiles(t, w, QStringLiteral("f-design"), h, false); }, "GET",
+            "/api/v1/workspaces/w-design/children?id=f-design", true);
+    row(
+            "GetChildFiles by path",
+            [t, w](auto h) { ZYRDocument::GetChildFiles(t, w, QStringLiteral("/Design/2019"), h, true); }, "GET",
+            "/api/v1/workspaces/w-design/children?path=%2FDesign%2F2019", true);
+    row(
+            "GetChildFiles root", [t, w](auto h) { ZYRDocument::GetChildFiles(t, w, QString(), h, false); }, "GET",
+            "/api/v1/workspaces/w-design/children?id=", true);
+    row(
+            "QueryAttributes all",
+            [t, w](auto h) { ZYRDocument::QueryAttributes(t, w, QStringLiteral("f-plan"), false, h, QString()); },
+            "GET", "/api/v1/workspaces/w-design/attributes?id=f-plan", true);
+    row(
+            "QueryAttributes one key by path",
+            [t, w](auto h) {
+                ZYRDocument::QueryAttributes(t, w, QStringLiteral("/Design"), true, h, QStringLiteral("stage one"));
+            },
+            "GET", "/api/v1/workspaces/w-design/attributes?path=%2FDesign&attributeKey=stage%20one", true);
+    row(
+            "GetFileMetaById with path",
+            [t, w](auto h) { ZYRDocument::GetFileMetaById(t, w, QStringLiteral("f-plan"), true, h); }, "GET",
+            "/api/v1/workspaces/w-design/meta?id=f-plan&withPath=true", true);
+    row(
+            "GetFileMetaById without path", [t, w](auto h) { ZYRDocument::GetFileMetaById(t, w, QString(), false, h); },
+            "GET", "/api/v1/workspaces/w-design/meta?id=&withPath=false", true);
+    row(
+            "GetFileMetaByPath",
+            [t, w](auto h) { ZYRDocument::GetFileMetaByPath(t, w, QStringLiteral("/Design/a+b &c=d#1 %中.dwg"), h); },
+            "GET", "/api/v1/workspaces/w-design/meta?path=%2FDesign%2Fa%2Bb%20%26c%3Dd%231%20%25%E4%B8%AD.dwg", true);
+    row(
+            "GetFilePath", [t, w](auto h) { ZYRDocument::GetFilePath(t, w, QStringLiteral("f-2019"), h); }, "GET",
+            "/api/v1/workspaces/w-design/parents?id=f-2019", true);
+    row(
+            "GetFilePathById", [t](auto h) { ZYRDocument::GetFilePathById(t, QStringLiteral("f-plan"), h); }, "GET",
+            "/api/v1/files/path?id=f-plan", true);
+    row(
+            "GetFilePrivilege", [t, w](auto h) { ZYRDocument::GetFilePrivilege(t, w, QString(), h); }, "GET",
+            "/api/v1/workspaces/w-design/privileges?id=", true);
+    row(
+            "GetFileThumbnailById",
+            [t, w](auto h) { ZYRDocument::GetFileThumbnailById(t, w, QStringLiteral("f-plan"), h); }, "GET",
+            "/api/v1/workspaces/w-design/thumbnail?id=f-plan", true);
+    row(
+            "GetViewCode", [t, w](auto h) { ZYRDocument::GetViewCode(t, w, QStringLiteral("f-plan"), h); }, "GET",
+            "/api/v1/workspaces/w-design/viewcode?id=f-plan", true);
 
-    row("CreateFolder", [t, w](auto h) { ZYRDocument::CreateFolder(t, w, QStringLiteral("f-design"), QStringLiteral("Reviews & Notes"), h); },
-        "POST", "/api/v1/workspaces/w-design/folders", true, R"({"parentId":"f-design","name":"Reviews & Notes"})");
-    row("DeleteFile", [t](auto h) { ZYRDocument::DeleteFile(t, QStringLiteral("w 1"), QStringLiteral("f/1"), h); },
-        "DELETE", "/api/v1/workspaces/w%201/files/f%2F1", true);
-    row("CopyFile", [t, w](auto h) { ZYRDocument::CopyFile(t, w, QStringLiteral("f-overview"), QStringLiteral("f-2019"), false, h); },
-        "POST", "/api/v1/workspaces/w-design/files/f-overview/copy", true, R"({"targetFolderId":"f-2019","move":false})");
-    row("CopyFile moving", [t, w](auto h) { ZYRDocument::CopyFile(t, w, QStringLiteral("f-overview"), QString(), true, h); },
-        "POST", "/api/v1/workspaces/w-design/files/f-overview/copy", true, R"({"targetFolderId":"","move":true})");
-    row("RenameFile", [t, w](auto h) { ZYRDocument::RenameFile(t, w, QStringLiteral("f-overview"), QStringLiteral("overview v2.txt"), h); },
-        "PUT", "/api/v1/workspaces/w-design/files/f-overview/name", true, R"({"name":"overview v2.txt"})");
-    row("addFavoriteFile", [t, w](auto h) { ZYRDocument::addFavoriteFile(t, w, QStringLiteral("f-plan"), h); },
-        "POST", "/api/v1/workspaces/w-design/favorites", true, R"({"fileIds":["f-plan"]})");
-    row("addFavoriteFile several", [t, w](auto h) { ZYRDocument::addFavoriteFile(t, w, QStringLiteral("f-plan,f-overview"), h); },
-        "POST", "/api/v1/workspaces/w-design/favorites", true, R"({"fileIds":["f-plan","f-overview"]})");
-    row("removeFavoriteFile", [t, w](auto h) { ZYRDocument::removeFavoriteFile(t, w, QStringLiteral("f-plan,f-overview"), h); },
-        "DELETE", "/api/v1/workspaces/w-design/favorites?fileIds=f-plan%2Cf-overview", true);
-    row("queryFavoriteFiles", [t, w](auto h) { ZYRDocument::queryFavoriteFiles(t, w, h); },
-        "GET", "/api/v1/workspaces/w-design/favorites", true);
-    row("QueryShareLinks", [t, w](auto h) { ZYRDocument::QueryShareLinks(t, w, h); },
-        "GET", "/api/v1/workspaces/w-design/share-links", true);
-    row("CreateShareLink",
-        [t, w](auto h) {
-            ZYRDocument::CreateShareLink(t, w, {QStringLiteral("f-plan"), QStringLiteral("f-overview")}, true,
-                                         1767225600000LL, true, false, h);
-        },
-        "POST", "/api/v1/workspaces/w-design/share-links", true,
-        R"({"fileIds":["f-plan","f-overview"],"encrypt":true,"expireTime":1767225600000,"preview":true,"download":false})");
-    row("UpdateShareLink",
-        [t, w](auto h) { ZYRDocument::UpdateShareLink(t, w, QStringLiteral("sl-000002"), 0, false, false, true, h); },
-        "PUT", "/api/v1/workspaces/w-design/share-links/sl-000002", true,
-        R"({"expireTime":0,"encrypt":false,"preview":false,"download":true})");
-    row("RemoveShareLinks", [t, w](auto h) { ZYRDocument::RemoveShareLinks(t, w, QStringLiteral("sl-1,sl-2"), h); },
-        "DELETE", "/api/v1/workspaces/w-design/share-links?ids=sl-1%2Csl-2", true);
-    row("AddAttributes",
-        [t, w](auto h) {
-            ZYRDocument::AddAttributes(t, w, QStringLiteral("f-plan"),
-                                       {{QStringLiteral("author"), QStringLiteral("Alice")}, {QStringLiteral("stage"), QString()}}, h);
-        },
-        "POST", "/api/v1/workspaces/w-design/attributes", true,
-        R"({"id":"f-plan","attributes":{"author":"Alice","stage":""}})");
-    row("AddAttributesByPath",
-        [t, w](auto h) {
-            ZYRDocument::AddAttributesByPath(t, w, QStringLiteral("Design/2019/plan.dwg"),
-                                             {{QStringLiteral("k"), QStringLiteral("v")}}, h);
-        },
-        "POST", "/api/v1/workspaces/w-design/attributes", true, R"({"path":"Design/2019/plan.dwg","attributes":{"k":"v"}})");
-    row("DownloadFile", [t, w](auto h) { ZYRDocument::DownloadFile(t, w, QStringLiteral("f-plan"), 0, 0, h); },
-        "GET", "/api/v1/workspaces/w-design/files/f-plan/content", true);
-    row("QueryLatestVersion path", [](auto h) { ZYRVersion::QueryLatestVersion(QStringLiteral("/downloads/versions.xml"), h); },
-        "GET", "/downloads/versions.xml", false);
-    row("ZYRVersion::DownloadFile path", [](auto h) { ZYRVersion::DownloadFile(QStringLiteral("/downloads/Setup 1.3.exe"), h); },
-        "GET", "/downloads/Setup%201.3.exe", false);
+    row(
+            "CreateFolder",
+            [t, w](auto h) {
+                ZYRDocument::CreateFolder(t, w, QStringLiteral("f-design"), QStringLiteral("Reviews & Notes"), h);
+            },
+            "POST", "/api/v1/workspaces/w-design/folders", true, R"({"parentId":"f-design","name":"Reviews & Notes"})");
+    row(
+            "DeleteFile", [t](auto h) { ZYRDocument::DeleteFile(t, QStringLiteral("w 1"), QStringLiteral("f/1"), h); },
+            "DELETE", "/api/v1/workspaces/w%201/files/f%2F1", true);
+    row(
+            "CopyFile",
+            [t, w](auto h) {
+                ZYRDocument::CopyFile(t, w, QStringLiteral("f-overview"), QStringLiteral("f-2019"), false, h);
+            },
+            "POST", "/api/v1/workspaces/w-design/files/f-overview/copy", true,
+            R"({"targetFolderId":"f-2019","move":false})");
+    row(
+            "CopyFile moving",
+            [t, w](auto h) { ZYRDocument::CopyFile(t, w, QStringLiteral("f-overview"), QString(), true, h); }, "POST",
+            "/api/v1/workspaces/w-design/files/f-overview/copy", true, R"({"targetFolderId":"","move":true})");
+    row(
+            "RenameFile",
+            [t, w](auto h) {
+                ZYRDocument::RenameFile(t, w, QStringLiteral("f-overview"), QStringLiteral("overview v2.txt"), h);
+            },
+            "PUT", "/api/v1/workspaces/w-design/files/f-overview/name", true, R"({"name":"overview v2.txt"})");
+    row(
+            "addFavoriteFile", [t, w](auto h) { ZYRDocument::addFavoriteFile(t, w, QStringLiteral("f-plan"), h); },
+            "POST", "/api/v1/workspaces/w-design/favorites", true, R"({"fileIds":["f-plan"]})");
+    row(
+            "addFavoriteFile several",
+            [t, w](auto h) { ZYRDocument::addFavoriteFile(t, w, QStringLiteral("f-plan,f-overview"), h); }, "POST",
+            "/api/v1/workspaces/w-design/favorites", true, R"({"fileIds":["f-plan","f-overview"]})");
+    row(
+            "removeFavoriteFile",
+            [t, w](auto h) { ZYRDocument::removeFavoriteFile(t, w, QStringLiteral("f-plan,f-overview"), h); }, "DELETE",
+            "/api/v1/workspaces/w-design/favorites?fileIds=f-plan%2Cf-overview", true);
+    row(
+            "queryFavoriteFiles", [t, w](auto h) { ZYRDocument::queryFavoriteFiles(t, w, h); }, "GET",
+            "/api/v1/workspaces/w-design/favorites", true);
+    row(
+            "QueryShareLinks", [t, w](auto h) { ZYRDocument::QueryShareLinks(t, w, h); }, "GET",
+            "/api/v1/workspaces/w-design/share-links", true);
+    row(
+            "CreateShareLink",
+            [t, w](auto h) {
+                ZYRDocument::CreateShareLink(t, w, { QStringLiteral("f-plan"), QStringLiteral("f-overview") }, true,
+                                             1767225600000LL, true, false, h);
+            },
+            "POST", "/api/v1/workspaces/w-design/share-links", true,
+            R"({"fileIds":["f-plan","f-overview"],"encrypt":true,"expireTime":1767225600000,"preview":true,"download":false})");
+    row(
+            "UpdateShareLink",
+            [t, w](auto h) {
+                ZYRDocument::UpdateShareLink(t, w, QStringLiteral("sl-000002"), 0, false, false, true, h);
+            },
+            "PUT", "/api/v1/workspaces/w-design/share-links/sl-000002", true,
+            R"({"expireTime":0,"encrypt":false,"preview":false,"download":true})");
+    row(
+            "RemoveShareLinks", [t, w](auto h) { ZYRDocument::RemoveShareLinks(t, w, QStringLiteral("sl-1,sl-2"), h); },
+            "DELETE", "/api/v1/workspaces/w-design/share-links?ids=sl-1%2Csl-2", true);
+    row(
+            "AddAttributes",
+            [t, w](auto h) {
+                ZYRDocument::AddAttributes(t, w, QStringLiteral("f-plan"),
+                                           { { QStringLiteral("author"), QStringLiteral("Alice") },
+                                             { QStringLiteral("stage"), QString() } },
+                                           h);
+            },
+            "POST", "/api/v1/workspaces/w-design/attributes", true,
+            R"({"id":"f-plan","attributes":{"author":"Alice","stage":""}})");
+    row(
+            "AddAttributesByPath",
+            [t, w](auto h) {
+                ZYRDocument::AddAttributesByPath(t, w, QStringLiteral("Design/2019/plan.dwg"),
+                                                 { { QStringLiteral("k"), QStringLiteral("v") } }, h);
+            },
+            "POST", "/api/v1/workspaces/w-design/attributes", true,
+            R"({"path":"Design/2019/plan.dwg","attributes":{"k":"v"}})");
+    row(
+            "DownloadFile", [t, w](auto h) { ZYRDocument::DownloadFile(t, w, QStringLiteral("f-plan"), 0, 0, h); },
+            "GET", "/api/v1/workspaces/w-design/files/f-plan/content", true);
+    row(
+            "QueryLatestVersion path",
+            [](auto h) { ZYRVersion::QueryLatestVersion(QStringLiteral("/downloads/versions.xml"), h); }, "GET",
+            "/downloads/versions.xml", false);
+    row(
+            "ZYRVersion::DownloadFile path",
+            [](auto h) { ZYRVersion::DownloadFile(QStringLiteral("/downloads/Setup 1.3.exe"), h); }, "GET",
+            "/downloads/Setup%201.3.exe", false);
 }
 
 void tst_ZYRServiceRequests::sendsWhatTheInterfaceDefines()
@@ -219,8 +296,8 @@ void tst_ZYRServiceRequests::sendsWhatTheInterfaceDefines()
     const auto record = issue(request);
     QTRY_VERIFY(record->destroyed());
     QCOMPARE(record->statusCode(), 200);
-    QCOMPARE(record->events(), QStringList({QStringLiteral("readyRead"), QStringLiteral("finished"),
-                                            QStringLiteral("destroyed")}));
+    QCOMPARE(record->events(),
+             QStringList({ QStringLiteral("readyRead"), QStringLiteral("finished"), QStringLiteral("destroyed") }));
 
     // Only file downloads, whose handlers drain every readyRead, may have a
     // bounded read buffer; a handler that reads at the end would stall.
@@ -267,7 +344,9 @@ void tst_ZYRServiceRequests::rangeHeader()
     QFETCH(qint64, length);
     QFETCH(QByteArray, range);
 
-    const auto record = issue([=](auto h) { ZYRDocument::DownloadFile(kToken, QStringLiteral("w"), QStringLiteral("f"), offset, length, h); });
+    const auto record = issue([=](auto h) {
+        ZYRDocument::DownloadFile(kToken, QStringLiteral("w"), QStringLiteral("f"), offset, length, h);
+    });
     QTRY_COMPARE(record->finishedCount(), 1);
     const ScriptedRequest sent = m_server->requests().constFirst();
     QCOMPARE(sent.hasHeader("Range"), !range.isEmpty());
@@ -298,7 +377,8 @@ void tst_ZYRServiceRequests::rangedDownloadReportsTheWholeFileAsTotal()
             response.withHeader("Content-Range", "bytes " + QByteArray::number(offset) + "-999/1000");
         return response;
     });
-    const auto record = issue([=](auto h) { ZYRDocument::DownloadFile(kToken, QStringLiteral("w"), QStringLiteral("f"), offset, 0, h); });
+    const auto record = issue(
+            [=](auto h) { ZYRDocument::DownloadFile(kToken, QStringLiteral("w"), QStringLiteral("f"), offset, 0, h); });
     QTRY_COMPARE(record->finishedCount(), 1);
     QCOMPARE(record->statusCode(), offset > 0 ? 206 : 200);
     QCOMPARE(record->body(), file.mid(offset));
@@ -319,7 +399,8 @@ void tst_ZYRServiceRequests::unknownDownloadTotalIsPassedThrough()
         response.leaveOpen = true;
         return response;
     });
-    const auto record = issue([=](auto h) { ZYRDocument::DownloadFile(kToken, QStringLiteral("w"), QStringLiteral("f"), 400, 0, h); });
+    const auto record = issue(
+            [=](auto h) { ZYRDocument::DownloadFile(kToken, QStringLiteral("w"), QStringLiteral("f"), 400, 0, h); });
     QTRY_COMPARE(record->body().size(), 600);
     // Qt holds progress back for a moment after the start; keep the body
     // coming until a step is reported.
@@ -381,8 +462,9 @@ void tst_ZYRServiceRequests::uploadStreamsTheSourceFromItsOffset()
     const ScriptedRequest sent = m_server->requests().constFirst();
     QCOMPARE(sent.method, QByteArray("PUT"));
     QCOMPARE(sent.path, QByteArray("/api/v1/workspaces/w-design/upload"));
-    QCOMPARE(sent.query, "parentPath=%2FDesign&path=%2FDesign%2Fbig%20file%2B1.bin&size=" + QByteArray::number(size)
-                             + "&offset=" + QByteArray::number(offset));
+    QCOMPARE(sent.query,
+             "parentPath=%2FDesign&path=%2FDesign%2Fbig%20file%2B1.bin&size=" + QByteArray::number(size)
+                     + "&offset=" + QByteArray::number(offset));
     QCOMPARE(sent.header("Authorization"), QByteArray("Bearer tok-1"));
     QCOMPARE(sent.header("Content-Type"), QByteArray("application/octet-stream"));
     QCOMPARE(sent.header("Content-Length").toLongLong(), size - offset);
@@ -406,15 +488,16 @@ void tst_ZYRServiceRequests::onlyVersionRequestsFollowRedirects_data()
     QTest::addColumn<int>("requestsSent");
 
     QTest::newRow("installer download follows")
-        << Issue([](auto h) { ZYRVersion::DownloadFile(QStringLiteral("/downloads/latest"), h); }) << 200 << 2;
+            << Issue([](auto h) { ZYRVersion::DownloadFile(QStringLiteral("/downloads/latest"), h); }) << 200 << 2;
     QTest::newRow("version list follows")
-        << Issue([](auto h) { ZYRVersion::QueryLatestVersion(QStringLiteral("/downloads/latest"), h); }) << 200 << 2;
-    QTest::newRow("API request does not")
-        << Issue([](auto h) { ZYRAccount::GetUserInfo(kToken, h); }) << 302 << 1;
+            << Issue([](auto h) { ZYRVersion::QueryLatestVersion(QStringLiteral("/downloads/latest"), h); }) << 200
+            << 2;
+    QTest::newRow("API request does not") << Issue([](auto h) { ZYRAccount::GetUserInfo(kToken, h); }) << 302 << 1;
     QTest::newRow("upload does not") << Issue([](auto h) {
         auto* buffer = new QBuffer(h); // gone with the handler, after the reply
         buffer->open(QIODevice::ReadOnly);
-        ZYRDocument::UploadFile(kToken, QStringLiteral("w"), QStringLiteral("/"), QStringLiteral("/x"), 0, 0, buffer, h);
+        ZYRDocument::UploadFile(kToken, QStringLiteral("w"), QStringLiteral("/"), QStringLiteral("/x"), 0, 0, buffer,
+                                h);
     }) << 302 << 1;
 }
 
@@ -442,16 +525,18 @@ void tst_ZYRServiceRequests::onlyVersionRequestsFollowRedirects()
 
 void tst_ZYRServiceRequests::serverAddress_data()
 {
-    QTest::addColumn<QString>("configured");  // %1 = the scripted server's host:port
+    QTest::addColumn<QString>("configured"); // %1 = the scripted server's host:port
     QTest::addColumn<QString>("environment");
     QTest::addColumn<QByteArray>("target");
 
     QTest::newRow("set") << QStringLiteral("http://%1") << QString() << QByteArray("/api/v1/users/me");
-    QTest::newRow("trailing slash ignored") << QStringLiteral("http://%1/") << QString() << QByteArray("/api/v1/users/me");
-    QTest::newRow("path prefix kept") << QStringLiteral("http://%1/zyr/") << QString() << QByteArray("/zyr/api/v1/users/me");
+    QTest::newRow("trailing slash ignored")
+            << QStringLiteral("http://%1/") << QString() << QByteArray("/api/v1/users/me");
+    QTest::newRow("path prefix kept") << QStringLiteral("http://%1/zyr/") << QString()
+                                      << QByteArray("/zyr/api/v1/users/me");
     QTest::newRow("from the environment") << QString() << QStringLiteral("http://%1") << QByteArray("/api/v1/users/me");
     QTest::newRow("set wins over environment")
-        << QStringLiteral("http://%1/a") << QStringLiteral("http://%1/b") << QByteArray("/a/api/v1/users/me");
+            << QStringLiteral("http://%1/a") << QStringLiteral("http://%1/b") << QByteArray("/a/api/v1/users/me");
 }
 
 void tst_ZYRServiceRequests::serverAddress()

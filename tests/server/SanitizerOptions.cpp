@@ -8,7 +8,7 @@
 // be reported as races. TSAN_OPTIONS from the environment still override.
 
 #if defined(__SANITIZE_THREAD__)
-extern "C" const char *__tsan_default_options()
+extern "C" const char* __tsan_default_options()
 {
     return "die_after_fork=0 ignore_noninstrumented_modules=1";
 }

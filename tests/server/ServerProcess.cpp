@@ -24,12 +24,12 @@ QString ServerProcess::sampleSeed()
     return QStringLiteral(ZYR_SAMPLE_SEED);
 }
 
-bool ServerProcess::start(const QString &dataDir, const QString &seed, const QStringList &args)
+bool ServerProcess::start(const QString& dataDir, const QString& seed, const QStringList& args)
 {
     m_stdout.clear();
     m_stderr.clear();
     m_port = 0;
-    QStringList arguments{QStringLiteral("--port"), QStringLiteral("0")};
+    QStringList arguments{ QStringLiteral("--port"), QStringLiteral("0") };
     if (!dataDir.isEmpty()) {
         arguments << QStringLiteral("--data") << dataDir;
     }

@@ -15,11 +15,10 @@
 namespace {
 // The one-pixel PNG of the sample seed's avatar and logo.
 const QByteArray SamplePng = QByteArray::fromBase64(
-    "iVBORw0KGgoAAAANSUhEUgAAAAEAAAABCAYAAAAfFcSJAAAADUlEQVR42mNk+M9QDwADhgGAWjR9awAAAABJRU5ErkJggg==");
+        "iVBORw0KGgoAAAANSUhEUgAAAAEAAAABCAYAAAAfFcSJAAAADUlEQVR42mNk+M9QDwADhgGAWjR9awAAAABJRU5ErkJggg==");
 } // namespace
 
-class TestServerAccount : public QObject
-{
+class TestServerAccount : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
@@ -52,9 +51,9 @@ void TestServerAccount::initTestCase()
     QVERIFY(sample.open(QIODevice::ReadOnly));
     QJsonObject seed = QJsonDocument::fromJson(sample.readAll()).object();
     QJsonArray users = seed.value(QStringLiteral("users")).toArray();
-    users.append(QJsonObject{{QStringLiteral("id"), QStringLiteral("u-carol")},
-                             {QStringLiteral("account"), QStringLiteral("carol")},
-                             {QStringLiteral("password"), QStringLiteral("carol-pass")}});
+    users.append(QJsonObject{ { QStringLiteral("id"), QStringLiteral("u-carol") },
+                              { QStringLiteral("account"), QStringLiteral("carol") },
+                              { QStringLiteral("password"), QStringLiteral("carol-pass") } });
     seed.insert(QStringLiteral("users"), users);
     QFile file(m_dir.filePath(QStringLiteral("seed.json")));
     QVERIFY(file.open(QIODevice::WriteOnly));
@@ -67,13 +66,17 @@ void TestServerAccount::signInReturnsBareToken()
 {
     HttpClient client(m_server.baseUrl());
     const HttpReply reply = client.postJson(QStringLiteral("/api/v1/auth/login"),
-                                            {{QStringLiteral("account"), QStringLiteral("alice")},
-                                             {QStringLiteral("password"), QStringLiteral("alice-pass")}});
+                                            { { QStringLiteral("account"), QStringLiteral("alice") },
+                                              { QStringLiteral("password"), QStringLiteral("alice-pass") } });
     QCOMPARE(reply.status, 200);
     QCOMPARE(reply.header("Content-Type"), QByteArray("application/json; charset=utf-8"));
     const QJsonObject token = reply.object();
-    QVERIFY(QRegularExpression(QStringLiteral("^at-[0-9a-f]{32}$")).match(token.value(QStringLiteral("accessToken")).toString()).hasMatch());
-    QVERIFY(QRegularExpression(QStringLiteral("^rt-[0-9a-f]{32}$")).match(token.value(QStringLiteral("refreshToken")).toString()).hasMatch());
+    QVERIFY(QRegularExpression(QStringLiteral("^at-[0-9a-f]{32}$"))
+                    .match(token.value(QStringLiteral("accessToken")).toString())
+                    .hasMatch());
+    QVERIFY(QRegularExpression(QStringLiteral("^rt-[0-9a-f]{32}$"))
+                    .match(token.value(QStringLiteral("refreshToken")).toString())
+                    .hasMatch());
     QCOMPARE(token.value(QStringLiteral("tokenType")).toString(), QStringLiteral("Bearer"));
     QCOMPARE(token.value(QStringLiteral("expiresIn")).toInt(), 86400);
 
@@ -105,7 +108,7 @@ void TestServerAccount::signInRejects()
     QFETCH(int, status);
     HttpClient client(m_server.baseUrl());
     const HttpReply reply = client.send("POST", QStringLiteral("/api/v1/auth/login"), body,
-                                        {{"Content-Type", "application/json"}});
+                                        { { "Content-Type", "application/json" } });
     QCOMPARE(reply.status, status);
     QCOMPARE(reply.object().value(QStringLiteral("code")).toInt(), status);
     QVERIFY(!reply.object().value(QStringLiteral("message")).toString().isEmpty());
@@ -118,27 +121,27 @@ void TestServerAccount::tokenlessRequestsAreRefused_data()
     QTest::addColumn<QString>("route");
     QTest::addColumn<QByteArray>("authorization");
     const QList<QPair<QByteArray, QString>> routes{
-        {"GET", QStringLiteral("/api/v1/users/me")},
-        {"GET", QStringLiteral("/api/v1/users/u-alice/avatar")},
-        {"GET", QStringLiteral("/api/v1/auth/login-token")},
-        {"GET", QStringLiteral("/api/v1/workspaces")},
-        {"GET", QStringLiteral("/api/v1/workspaces/w-design/children?id=")},
-        {"GET", QStringLiteral("/api/v1/files/path?id=f-plan")},
-        {"POST", QStringLiteral("/api/v1/workspaces/w-design/folders")},
-        {"DELETE", QStringLiteral("/api/v1/workspaces/w-design/files/f-readme")},
-        {"PUT", QStringLiteral("/api/v1/workspaces/w-design/upload?path=%2Fx&size=0&offset=0")},
-        {"GET", QStringLiteral("/api/v1/workspaces/w-design/files/f-readme/content")},
+        { "GET", QStringLiteral("/api/v1/users/me") },
+        { "GET", QStringLiteral("/api/v1/users/u-alice/avatar") },
+        { "GET", QStringLiteral("/api/v1/auth/login-token") },
+        { "GET", QStringLiteral("/api/v1/workspaces") },
+        { "GET", QStringLiteral("/api/v1/workspaces/w-design/children?id=") },
+        { "GET", QStringLiteral("/api/v1/files/path?id=f-plan") },
+        { "POST", QStringLiteral("/api/v1/workspaces/w-design/folders") },
+        { "DELETE", QStringLiteral("/api/v1/workspaces/w-design/files/f-readme") },
+        { "PUT", QStringLiteral("/api/v1/workspaces/w-design/upload?path=%2Fx&size=0&offset=0") },
+        { "GET", QStringLiteral("/api/v1/workspaces/w-design/files/f-readme/content") },
     };
-    const QList<QPair<const char *, QByteArray>> credentials{
-        {"none", QByteArray()},
-        {"scheme only", "Bearer"},
-        {"basic", "Basic YWxpY2U6YWxpY2UtcGFzcw=="},
-        {"unknown token", "Bearer at-00000000000000000000000000000000"},
+    const QList<QPair<const char*, QByteArray>> credentials{
+        { "none", QByteArray() },
+        { "scheme only", "Bearer" },
+        { "basic", "Basic YWxpY2U6YWxpY2UtcGFzcw==" },
+        { "unknown token", "Bearer at-00000000000000000000000000000000" },
     };
-    for (const auto &route : routes) {
-        for (const auto &credential : credentials) {
+    for (const auto& route : routes) {
+        for (const auto& credential : credentials) {
             QTest::addRow("%s %s, %s", route.first.constData(), qPrintable(route.second), credential.first)
-                << route.first << route.second << credential.second;
+                    << route.first << route.second << credential.second;
         }
     }
 }
@@ -151,7 +154,7 @@ void TestServerAccount::tokenlessRequestsAreRefused()
     HttpClient client(m_server.baseUrl());
     RawHeaders headers;
     if (!authorization.isEmpty()) {
-        headers.append({"Authorization", authorization});
+        headers.append({ "Authorization", authorization });
     }
     const HttpReply reply = client.send(method, route, method == "GET" ? QByteArray() : QByteArray("{}"), headers);
     QCOMPARE(reply.status, 401);
@@ -165,7 +168,10 @@ void TestServerAccount::publicRoutesIgnoreTokens()
     HttpClient client(m_server.baseUrl());
     client.setToken(QStringLiteral("at-not-a-real-token"));
     QCOMPARE(client.get(QStringLiteral("/downloads/versions.xml")).status, 200);
-    QCOMPARE(client.postJson(QStringLiteral("/api/v1/install-info"), {{QStringLiteral("machineId"), QStringLiteral("m")}}).status, 200);
+    QCOMPARE(client.postJson(QStringLiteral("/api/v1/install-info"),
+                             { { QStringLiteral("machineId"), QStringLiteral("m") } })
+                     .status,
+             200);
     QVERIFY(!client.signIn(QStringLiteral("bob"), QStringLiteral("bob-pass")).isEmpty());
 }
 
@@ -174,11 +180,11 @@ void TestServerAccount::tokensExpire()
     QTemporaryDir dir;
     ServerProcess shortLived;
     QVERIFY(shortLived.start(dir.filePath(QStringLiteral("data")), ServerProcess::sampleSeed(),
-                             {QStringLiteral("--token-ttl"), QStringLiteral("1")}));
+                             { QStringLiteral("--token-ttl"), QStringLiteral("1") }));
     HttpClient client(shortLived.baseUrl());
     const HttpReply login = client.postJson(QStringLiteral("/api/v1/auth/login"),
-                                            {{QStringLiteral("account"), QStringLiteral("bob")},
-                                             {QStringLiteral("password"), QStringLiteral("bob-pass")}});
+                                            { { QStringLiteral("account"), QStringLiteral("bob") },
+                                              { QStringLiteral("password"), QStringLiteral("bob-pass") } });
     QCOMPARE(login.object().value(QStringLiteral("expiresIn")).toInt(), 1);
     client.setToken(login.object().value(QStringLiteral("accessToken")).toString());
     QCOMPARE(client.get(QStringLiteral("/api/v1/users/me")).status, 200);
@@ -190,12 +196,14 @@ void TestServerAccount::currentUser()
     HttpClient client(m_server.baseUrl());
     client.signIn(QStringLiteral("alice"), QStringLiteral("alice-pass"));
     const QJsonObject alice = client.get(QStringLiteral("/api/v1/users/me")).object();
-    QCOMPARE(alice, (QJsonObject{{QStringLiteral("id"), QStringLiteral("u-alice")},
-                                 {QStringLiteral("account"), QStringLiteral("alice")},
-                                 {QStringLiteral("displayName"), QStringLiteral("Alice")},
-                                 {QStringLiteral("fullName"), QStringLiteral("Alice Zhang")},
-                                 {QStringLiteral("email"), QStringLiteral("alice@example.com")},
-                                 {QStringLiteral("avatarPaths"), QJsonArray{QStringLiteral("/api/v1/users/u-alice/avatar")}}}));
+    QCOMPARE(alice,
+             (QJsonObject{ { QStringLiteral("id"), QStringLiteral("u-alice") },
+                           { QStringLiteral("account"), QStringLiteral("alice") },
+                           { QStringLiteral("displayName"), QStringLiteral("Alice") },
+                           { QStringLiteral("fullName"), QStringLiteral("Alice Zhang") },
+                           { QStringLiteral("email"), QStringLiteral("alice@example.com") },
+                           { QStringLiteral("avatarPaths"),
+                             QJsonArray{ QStringLiteral("/api/v1/users/u-alice/avatar") } } }));
     client.signIn(QStringLiteral("carol"), QStringLiteral("carol-pass"));
     const QJsonObject carol = client.get(QStringLiteral("/api/v1/users/me")).object();
     QCOMPARE(carol.value(QStringLiteral("displayName")).toString(), QStringLiteral("carol")); // defaults to account
@@ -231,21 +239,23 @@ void TestServerAccount::workspaceList()
     client.signIn(QStringLiteral("alice"), QStringLiteral("alice-pass"));
     const QString host = QStringLiteral("127.0.0.1:%1").arg(m_server.port());
     const QJsonArray items = client.get(QStringLiteral("/api/v1/workspaces")).items();
-    QCOMPARE(items, (QJsonArray{
-                        QJsonObject{{QStringLiteral("id"), QStringLiteral("w-design")},
-                                    {QStringLiteral("name"), QStringLiteral("设计部")},
-                                    {QStringLiteral("isDefault"), true},
-                                    {QStringLiteral("logoUrl"), QStringLiteral("//") + host + QStringLiteral("/api/v1/workspaces/w-design/logo")},
-                                    {QStringLiteral("role"), QStringLiteral("CREATOR")},
-                                    {QStringLiteral("ownerId"), QStringLiteral("u-alice")},
-                                    {QStringLiteral("createTime"), 1735689600000LL}},
-                        QJsonObject{{QStringLiteral("id"), QStringLiteral("w-projects")},
-                                    {QStringLiteral("name"), QStringLiteral("Projects")},
-                                    {QStringLiteral("isDefault"), false},
-                                    {QStringLiteral("logoUrl"), QString()},
-                                    {QStringLiteral("role"), QStringLiteral("MEMBER")},
-                                    {QStringLiteral("ownerId"), QStringLiteral("u-bob")},
-                                    {QStringLiteral("createTime"), 1735776000000LL}}}));
+    QCOMPARE(items,
+             (QJsonArray{
+                     QJsonObject{ { QStringLiteral("id"), QStringLiteral("w-design") },
+                                  { QStringLiteral("name"), QStringLiteral("设计部") },
+                                  { QStringLiteral("isDefault"), true },
+                                  { QStringLiteral("logoUrl"),
+                                    QStringLiteral("//") + host + QStringLiteral("/api/v1/workspaces/w-design/logo") },
+                                  { QStringLiteral("role"), QStringLiteral("CREATOR") },
+                                  { QStringLiteral("ownerId"), QStringLiteral("u-alice") },
+                                  { QStringLiteral("createTime"), 1735689600000LL } },
+                     QJsonObject{ { QStringLiteral("id"), QStringLiteral("w-projects") },
+                                  { QStringLiteral("name"), QStringLiteral("Projects") },
+                                  { QStringLiteral("isDefault"), false },
+                                  { QStringLiteral("logoUrl"), QString() },
+                                  { QStringLiteral("role"), QStringLiteral("MEMBER") },
+                                  { QStringLiteral("ownerId"), QStringLiteral("u-bob") },
+                                  { QStringLiteral("createTime"), 1735776000000LL } } }));
     client.signIn(QStringLiteral("bob"), QStringLiteral("bob-pass"));
     const QJsonArray bobs = client.get(QStringLiteral("/api/v1/workspaces")).items();
     QCOMPARE(bobs.size(), 2);
@@ -258,12 +268,12 @@ void TestServerAccount::outsiderGetsNoWorkspaces()
     HttpClient client(m_server.baseUrl());
     client.signIn(QStringLiteral("carol"), QStringLiteral("carol-pass"));
     const HttpReply list = client.get(QStringLiteral("/api/v1/workspaces"));
-    QCOMPARE(list.object(), (QJsonObject{{QStringLiteral("items"), QJsonArray()}}));
-    for (const QString &route : {QStringLiteral("/api/v1/workspaces/w-design/quota"),
-                                 QStringLiteral("/api/v1/workspaces/w-design/logo"),
-                                 QStringLiteral("/api/v1/workspaces/w-design/privileges?id="),
-                                 QStringLiteral("/api/v1/workspaces/w-design/children?id="),
-                                 QStringLiteral("/api/v1/files/path?id=f-plan")}) {
+    QCOMPARE(list.object(), (QJsonObject{ { QStringLiteral("items"), QJsonArray() } }));
+    for (const QString& route :
+         { QStringLiteral("/api/v1/workspaces/w-design/quota"), QStringLiteral("/api/v1/workspaces/w-design/logo"),
+           QStringLiteral("/api/v1/workspaces/w-design/privileges?id="),
+           QStringLiteral("/api/v1/workspaces/w-design/children?id="),
+           QStringLiteral("/api/v1/files/path?id=f-plan") }) {
         QCOMPARE(client.get(route).status, 403);
     }
     // An unknown workspace is a 404 before membership is looked at.
@@ -275,11 +285,14 @@ void TestServerAccount::quotaAndLogo()
     HttpClient client(m_server.baseUrl());
     client.signIn(QStringLiteral("bob"), QStringLiteral("bob-pass"));
     QCOMPARE(client.get(QStringLiteral("/api/v1/workspaces/w-design/quota")).object(),
-             (QJsonObject{{QStringLiteral("workspaceId"), QStringLiteral("w-design")},
-                          {QStringLiteral("usedSize"), 1048632},
-                          {QStringLiteral("totalSize"), 10737418240LL},
-                          {QStringLiteral("fileCount"), 5}}));
-    QCOMPARE(client.get(QStringLiteral("/api/v1/workspaces/w-projects/quota")).object().value(QStringLiteral("totalSize")).toInteger(),
+             (QJsonObject{ { QStringLiteral("workspaceId"), QStringLiteral("w-design") },
+                           { QStringLiteral("usedSize"), 1048632 },
+                           { QStringLiteral("totalSize"), 10737418240LL },
+                           { QStringLiteral("fileCount"), 5 } }));
+    QCOMPARE(client.get(QStringLiteral("/api/v1/workspaces/w-projects/quota"))
+                     .object()
+                     .value(QStringLiteral("totalSize"))
+                     .toInteger(),
              1073741824);
     const HttpReply logo = client.get(QStringLiteral("/api/v1/workspaces/w-design/logo"));
     QCOMPARE(logo.body, SamplePng);
@@ -290,13 +303,13 @@ void TestServerAccount::quotaAndLogo()
 void TestServerAccount::installReports()
 {
     HttpClient client(m_server.baseUrl());
-    const QJsonObject info{{QStringLiteral("machineId"), QStringLiteral("m-1")},
-                           {QStringLiteral("osName"), QStringLiteral("Debian")},
-                           {QStringLiteral("osVersion"), QStringLiteral("12")},
-                           {QStringLiteral("clientVersion"), QStringLiteral("1.3.0")},
-                           {QStringLiteral("installTime"), 1735689600000LL}};
+    const QJsonObject info{ { QStringLiteral("machineId"), QStringLiteral("m-1") },
+                            { QStringLiteral("osName"), QStringLiteral("Debian") },
+                            { QStringLiteral("osVersion"), QStringLiteral("12") },
+                            { QStringLiteral("clientVersion"), QStringLiteral("1.3.0") },
+                            { QStringLiteral("installTime"), 1735689600000LL } };
     const HttpReply reply = client.postJson(QStringLiteral("/api/v1/install-info"), info);
-    QCOMPARE(reply.object(), (QJsonObject{{QStringLiteral("result"), QStringLiteral("success")}}));
+    QCOMPARE(reply.object(), (QJsonObject{ { QStringLiteral("result"), QStringLiteral("success") } }));
     QCOMPARE(client.send("POST", QStringLiteral("/api/v1/install-info"), "[1,2]").status, 400);
     QCOMPARE(client.send("POST", QStringLiteral("/api/v1/install-info"), "not json").status, 400);
     const QByteArray oversize = "{\"pad\":\"" + QByteArray(1048577, 'x') + "\"}";
@@ -316,7 +329,8 @@ void TestServerAccount::unknownRoutes()
 {
     HttpClient client(m_server.baseUrl());
     client.signIn(QStringLiteral("alice"), QStringLiteral("alice-pass"));
-    for (const QByteArray &method : {QByteArray("GET"), QByteArray("POST"), QByteArray("PUT"), QByteArray("DELETE")}) {
+    for (const QByteArray& method :
+         { QByteArray("GET"), QByteArray("POST"), QByteArray("PUT"), QByteArray("DELETE") }) {
         const HttpReply reply = client.send(method, QStringLiteral("/api/v1/nothing/here"),
                                             method == "GET" ? QByteArray() : QByteArray(2 * 1048576, ' '));
         QCOMPARE(reply.status, 404);

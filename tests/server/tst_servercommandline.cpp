@@ -23,7 +23,7 @@ namespace {
 const QString Alice = QStringLiteral("alice");
 const QString AlicePassword = QStringLiteral("alice-pass");
 
-QString writeSeed(const QTemporaryDir &dir, const QByteArray &text)
+QString writeSeed(const QTemporaryDir& dir, const QByteArray& text)
 {
     const QString path = dir.filePath(QStringLiteral("seed.json"));
     QFile file(path);
@@ -32,7 +32,7 @@ QString writeSeed(const QTemporaryDir &dir, const QByteArray &text)
     return path;
 }
 
-int runToExit(const QStringList &arguments, QByteArray *standardError = nullptr)
+int runToExit(const QStringList& arguments, QByteArray* standardError = nullptr)
 {
     QProcess process;
     process.start(ServerProcess::binary(), arguments);
@@ -44,8 +44,7 @@ int runToExit(const QStringList &arguments, QByteArray *standardError = nullptr)
 }
 } // namespace
 
-class TestServerCommandLine : public QObject
-{
+class TestServerCommandLine : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
@@ -92,8 +91,9 @@ void TestServerCommandLine::stopsOnSignal()
     // An idle keep-alive connection and a held request must not delay the stop.
     HttpClient client(server.baseUrl());
     QVERIFY(!client.signIn(Alice, AlicePassword).isEmpty());
-    client.addFault({{QStringLiteral("pathPrefix"), QStringLiteral("/api/v1/users/me")}, {QStringLiteral("hang"), true}});
-    QNetworkReply *held = client.manager().get(client.request(QStringLiteral("/api/v1/users/me")));
+    client.addFault(
+            { { QStringLiteral("pathPrefix"), QStringLiteral("/api/v1/users/me") }, { QStringLiteral("hang"), true } });
+    QNetworkReply* held = client.manager().get(client.request(QStringLiteral("/api/v1/users/me")));
     QTRY_VERIFY(held->isRunning());
 
     ::kill(pid_t(server.process().processId()), signal);
@@ -110,12 +110,14 @@ void TestServerCommandLine::rejectsBadOptions_data()
     QTest::addColumn<QStringList>("arguments");
     const QString data = QStringLiteral("--data");
     const QString dir = QDir::tempPath() + QStringLiteral("/zyr-cloud-unused");
-    QTest::newRow("unknown option") << QStringList{data, dir, QStringLiteral("--colour")};
-    QTest::newRow("port not a number") << QStringList{data, dir, QStringLiteral("--port"), QStringLiteral("eighty")};
-    QTest::newRow("port too large") << QStringList{data, dir, QStringLiteral("--port"), QStringLiteral("70000")};
-    QTest::newRow("port without value") << QStringList{data, dir, QStringLiteral("--port")};
-    QTest::newRow("zero token lifetime") << QStringList{data, dir, QStringLiteral("--token-ttl"), QStringLiteral("0")};
-    QTest::newRow("negative token lifetime") << QStringList{data, dir, QStringLiteral("--token-ttl"), QStringLiteral("-5")};
+    QTest::newRow("unknown option") << QStringList{ data, dir, QStringLiteral("--colour") };
+    QTest::newRow("port not a number") << QStringList{ data, dir, QStringLiteral("--port"), QStringLiteral("eighty") };
+    QTest::newRow("port too large") << QStringList{ data, dir, QStringLiteral("--port"), QStringLiteral("70000") };
+    QTest::newRow("port without value") << QStringList{ data, dir, QStringLiteral("--port") };
+    QTest::newRow("zero token lifetime") << QStringList{ data, dir, QStringLiteral("--token-ttl"),
+                                                         QStringLiteral("0") };
+    QTest::newRow("negative token lifetime")
+            << QStringList{ data, dir, QStringLiteral("--token-ttl"), QStringLiteral("-5") };
 }
 
 void TestServerCommandLine::rejectsBadOptions()
@@ -131,28 +133,38 @@ void TestServerCommandLine::rejectsInvalidSeeds_data()
     QTest::addColumn<QByteArray>("seed");
     const QByteArray user = R"({"id":"u-1","account":"one","password":"p"})";
     const QByteArray creator = R"("members":[{"userId":"u-1","role":"CREATOR"}])";
-    auto workspace = [&](const QByteArray &extra) {
+    auto workspace = [&](const QByteArray& extra) {
         return R"({"users":[)" + user + R"(],"workspaces":[{"id":"w","name":"W",)" + creator + extra + "}]}";
     };
     QTest::newRow("not JSON") << QByteArray("{users:");
     QTest::newRow("no users") << QByteArray(R"({"workspaces":[]})");
     QTest::newRow("users not an array") << QByteArray(R"({"users":{},"workspaces":[]})");
     QTest::newRow("password missing") << QByteArray(R"({"users":[{"id":"u","account":"a"}],"workspaces":[]})");
-    QTest::newRow("account twice") << QByteArray(R"({"users":[{"id":"u","account":"a","password":"p"},{"id":"v","account":"a","password":"p"}],"workspaces":[]})");
-    QTest::newRow("no creator") << QByteArray(R"({"users":[)" + user + R"(],"workspaces":[{"id":"w","name":"W","members":[{"userId":"u-1","role":"ADMIN"}]}]})");
-    QTest::newRow("unknown member") << QByteArray(R"({"users":[)" + user + R"(],"workspaces":[{"id":"w","name":"W","members":[{"userId":"u-9","role":"CREATOR"}]}]})");
-    QTest::newRow("member without value") << QByteArray(R"({"users":[)" + user + R"(,{"id":"u-2","account":"two","password":"p"}],"workspaces":[{"id":"w","name":"W","members":[{"userId":"u-1","role":"CREATOR"},{"userId":"u-2","role":"MEMBER"}]}]})");
+    QTest::newRow("account twice") << QByteArray(
+            R"({"users":[{"id":"u","account":"a","password":"p"},{"id":"v","account":"a","password":"p"}],"workspaces":[]})");
+    QTest::newRow("no creator") << QByteArray(
+            R"({"users":[)" + user
+            + R"(],"workspaces":[{"id":"w","name":"W","members":[{"userId":"u-1","role":"ADMIN"}]}]})");
+    QTest::newRow("unknown member") << QByteArray(
+            R"({"users":[)" + user
+            + R"(],"workspaces":[{"id":"w","name":"W","members":[{"userId":"u-9","role":"CREATOR"}]}]})");
+    QTest::newRow("member without value") << QByteArray(
+            R"({"users":[)" + user
+            + R"(,{"id":"u-2","account":"two","password":"p"}],"workspaces":[{"id":"w","name":"W","members":[{"userId":"u-1","role":"CREATOR"},{"userId":"u-2","role":"MEMBER"}]}]})");
     QTest::newRow("name with slash") << workspace(R"(,"tree":[{"type":"folder","name":"a/b"}])");
     QTest::newRow("name dot dot") << workspace(R"(,"tree":[{"type":"file","name":".."}])");
     QTest::newRow("name with control character") << workspace(R"(,"tree":[{"type":"file","name":"a\u0001"}])");
-    QTest::newRow("sibling names equal") << workspace(R"(,"tree":[{"type":"file","name":"a"},{"type":"folder","name":"a"}])");
-    QTest::newRow("node id twice") << workspace(R"(,"tree":[{"type":"file","name":"a","id":"x"},{"type":"file","name":"b","id":"x"}])");
+    QTest::newRow("sibling names equal") << workspace(
+            R"(,"tree":[{"type":"file","name":"a"},{"type":"folder","name":"a"}])");
+    QTest::newRow("node id twice") << workspace(
+            R"(,"tree":[{"type":"file","name":"a","id":"x"},{"type":"file","name":"b","id":"x"}])");
     QTest::newRow("content and size") << workspace(R"(,"tree":[{"type":"file","name":"a","content":"x","size":3}])");
     QTest::newRow("bad base64") << workspace(R"(,"tree":[{"type":"file","name":"a","contentBase64":"!!"}])");
     QTest::newRow("folder with content") << workspace(R"(,"tree":[{"type":"folder","name":"a","content":"x"}])");
     QTest::newRow("revision zero") << workspace(R"(,"tree":[{"type":"file","name":"a","revision":0}])");
     QTest::newRow("unknown type") << workspace(R"(,"tree":[{"type":"link","name":"a"}])");
-    QTest::newRow("latest installer unknown") << QByteArray(R"({"users":[],"workspaces":[],"versions":{"latest":{"version":"1.0","installer":"x.exe"}}})");
+    QTest::newRow("latest installer unknown") << QByteArray(
+            R"({"users":[],"workspaces":[],"versions":{"latest":{"version":"1.0","installer":"x.exe"}}})");
 }
 
 void TestServerCommandLine::rejectsInvalidSeeds()
@@ -161,8 +173,8 @@ void TestServerCommandLine::rejectsInvalidSeeds()
     QTemporaryDir dir;
     const QString data = dir.filePath(QStringLiteral("data"));
     QByteArray error;
-    QCOMPARE(runToExit({QStringLiteral("--port"), QStringLiteral("0"), QStringLiteral("--data"), data,
-                        QStringLiteral("--seed"), writeSeed(dir, seed)},
+    QCOMPARE(runToExit({ QStringLiteral("--port"), QStringLiteral("0"), QStringLiteral("--data"), data,
+                         QStringLiteral("--seed"), writeSeed(dir, seed) },
                        &error),
              1);
     QVERIFY(!error.isEmpty());
@@ -173,8 +185,8 @@ void TestServerCommandLine::rejectsInvalidSeeds()
 void TestServerCommandLine::needsSeedForFreshDirectory()
 {
     QTemporaryDir dir;
-    QCOMPARE(runToExit({QStringLiteral("--port"), QStringLiteral("0"), QStringLiteral("--data"),
-                        dir.filePath(QStringLiteral("data"))}),
+    QCOMPARE(runToExit({ QStringLiteral("--port"), QStringLiteral("0"), QStringLiteral("--data"),
+                         dir.filePath(QStringLiteral("data")) }),
              1);
 }
 
@@ -201,17 +213,17 @@ void TestServerCommandLine::curlSignInFromReadme()
     // The line of server/README.md, with this server's port.
     QProcess curl;
     curl.start(QStringLiteral("curl"),
-               {QStringLiteral("-s"), QStringLiteral("-H"), QStringLiteral("Content-Type: application/json"),
-                QStringLiteral("-d"), QStringLiteral(R"({"account":"alice","password":"alice-pass"})"),
-                QStringLiteral("http://127.0.0.1:%1/api/v1/auth/login").arg(server.port())});
+               { QStringLiteral("-s"), QStringLiteral("-H"), QStringLiteral("Content-Type: application/json"),
+                 QStringLiteral("-d"), QStringLiteral(R"({"account":"alice","password":"alice-pass"})"),
+                 QStringLiteral("http://127.0.0.1:%1/api/v1/auth/login").arg(server.port()) });
     if (!curl.waitForStarted()) {
         QSKIP("curl is not installed");
     }
     QVERIFY(curl.waitForFinished());
-    const QJsonObject token = HttpReply{200, QNetworkReply::NoError, curl.readAllStandardOutput(), {}}.object();
+    const QJsonObject token = HttpReply{ 200, QNetworkReply::NoError, curl.readAllStandardOutput(), {} }.object();
     QVERIFY(QRegularExpression(QStringLiteral("^at-[0-9a-f]{32}$"))
-                .match(token.value(QStringLiteral("accessToken")).toString())
-                .hasMatch());
+                    .match(token.value(QStringLiteral("accessToken")).toString())
+                    .hasMatch());
     QCOMPARE(token.value(QStringLiteral("tokenType")).toString(), QStringLiteral("Bearer"));
     QCOMPARE(token.value(QStringLiteral("expiresIn")).toInt(), 86400);
 }
@@ -229,34 +241,37 @@ void TestServerCommandLine::restartKeepsEverything()
         HttpClient client(server->baseUrl());
         token = client.signIn(Alice, AlicePassword);
         QCOMPARE(client.postJson(QStringLiteral("/api/v1/workspaces/w-design/folders"),
-                                 {{QStringLiteral("parentId"), QString()}, {QStringLiteral("name"), QStringLiteral("Kept")}})
-                     .status,
+                                 { { QStringLiteral("parentId"), QString() },
+                                   { QStringLiteral("name"), QStringLiteral("Kept") } })
+                         .status,
                  200);
         const HttpReply upload = client.send(
-            "PUT", HttpClient::uploadTarget(QStringLiteral("w-design"), QStringLiteral("/Kept/a.txt"), content.size(), 0),
-            content, {{"Content-Type", "application/octet-stream"}});
+                "PUT",
+                HttpClient::uploadTarget(QStringLiteral("w-design"), QStringLiteral("/Kept/a.txt"), content.size(), 0),
+                content, { { "Content-Type", "application/octet-stream" } });
         QVERIFY2(upload.status == 200, upload.body.constData());
         QCOMPARE(client.postJson(QStringLiteral("/api/v1/workspaces/w-design/attributes"),
-                                 {{QStringLiteral("path"), QStringLiteral("/Kept/a.txt")},
-                                  {QStringLiteral("attributes"), QJsonObject{{QStringLiteral("k"), QStringLiteral("v")}}}})
-                     .status,
+                                 { { QStringLiteral("path"), QStringLiteral("/Kept/a.txt") },
+                                   { QStringLiteral("attributes"),
+                                     QJsonObject{ { QStringLiteral("k"), QStringLiteral("v") } } } })
+                         .status,
                  200);
         // An upload cut off after 3000 of 10000 bytes.
         QObject owner;
-        QTcpSocket *socket = client.startPartialUpload(QStringLiteral("w-design"), QStringLiteral("/Kept/part.bin"),
+        QTcpSocket* socket = client.startPartialUpload(QStringLiteral("w-design"), QStringLiteral("/Kept/part.bin"),
                                                        10000, 0, partial, &owner);
         QTRY_COMPARE(client.get(QStringLiteral("/api/v1/workspaces/w-design/meta?path=%1")
-                                    .arg(HttpClient::q(QStringLiteral("/Kept/part.bin"))))
-                         .data()
-                         .value(QStringLiteral("uploadedSize"))
-                         .toInt(),
+                                        .arg(HttpClient::q(QStringLiteral("/Kept/part.bin"))))
+                             .data()
+                             .value(QStringLiteral("uploadedSize"))
+                             .toInt(),
                      3000);
         socket->abort();
         QTRY_VERIFY(!client.get(QStringLiteral("/api/v1/workspaces/w-design/meta?path=%1")
-                                    .arg(HttpClient::q(QStringLiteral("/Kept/part.bin"))))
-                         .data()
-                         .value(QStringLiteral("uploading"))
-                         .toBool());
+                                        .arg(HttpClient::q(QStringLiteral("/Kept/part.bin"))))
+                             .data()
+                             .value(QStringLiteral("uploading"))
+                             .toBool());
     }
     QCOMPARE(server->stop(), 0);
 
@@ -265,25 +280,25 @@ void TestServerCommandLine::restartKeepsEverything()
     HttpClient client(server->baseUrl());
     client.setToken(token); // tokens outlive the restart
     const HttpReply file = client.get(QStringLiteral("/api/v1/workspaces/w-design/meta?path=%1")
-                                          .arg(HttpClient::q(QStringLiteral("/Kept/a.txt"))));
+                                              .arg(HttpClient::q(QStringLiteral("/Kept/a.txt"))));
     QCOMPARE(file.status, 200);
     const QString fileId = file.data().value(QStringLiteral("id")).toString();
     QCOMPARE(client.get(QStringLiteral("/api/v1/workspaces/w-design/files/%1/content").arg(fileId)).body, content);
     QCOMPARE(client.get(QStringLiteral("/api/v1/workspaces/w-design/attributes?id=%1").arg(fileId))
-                 .object()
-                 .value(QStringLiteral("data"))
-                 .toArray()
-                 .size(),
+                     .object()
+                     .value(QStringLiteral("data"))
+                     .toArray()
+                     .size(),
              1);
 
     const HttpReply part = client.get(QStringLiteral("/api/v1/workspaces/w-design/meta?path=%1")
-                                          .arg(HttpClient::q(QStringLiteral("/Kept/part.bin"))));
+                                              .arg(HttpClient::q(QStringLiteral("/Kept/part.bin"))));
     QCOMPARE(part.data().value(QStringLiteral("uploading")).toBool(), false);
     QCOMPARE(part.data().value(QStringLiteral("uploadedSize")).toInt(), 3000);
     const QByteArray rest(7000, 'r');
     const HttpReply resumed = client.send(
-        "PUT", HttpClient::uploadTarget(QStringLiteral("w-design"), QStringLiteral("/Kept/part.bin"), 10000, 3000),
-        rest, {{"Content-Type", "application/octet-stream"}});
+            "PUT", HttpClient::uploadTarget(QStringLiteral("w-design"), QStringLiteral("/Kept/part.bin"), 10000, 3000),
+            rest, { { "Content-Type", "application/octet-stream" } });
     QCOMPARE(resumed.status, 200);
     QCOMPARE(resumed.data().value(QStringLiteral("digest")).toString(),
              QString::fromLatin1(QCryptographicHash::hash(partial + rest, QCryptographicHash::Sha256).toHex()));

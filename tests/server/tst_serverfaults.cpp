@@ -16,8 +16,7 @@ namespace {
 const QString Faults = "/admin/faults";
 } // namespace
 
-class TestServerFaults : public QObject
-{
+class TestServerFaults : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
@@ -72,7 +71,7 @@ void TestServerFaults::adminNeedsOption()
     ServerProcess plain;
     QVERIFY(plain.start(dir.filePath("data"), ServerProcess::sampleSeed(), {}));
     HttpClient client(plain.baseUrl());
-    QCOMPARE(client.postJson(Faults, {{"pathPrefix", "/"}, {"status", 500}}).status, 404);
+    QCOMPARE(client.postJson(Faults, { { "pathPrefix", "/" }, { "status", 500 } }).status, 404);
     QCOMPARE(client.get(Faults).status, 404);
     QCOMPARE(client.get("/admin/install-info").status, 404);
 }
@@ -90,20 +89,24 @@ void TestServerFaults::injectedStatus_data()
 void TestServerFaults::injectedStatus()
 {
     QFETCH(int, status);
-    const HttpReply added = m_client->postJson(Faults, {{"method", "GET"}, {"pathPrefix", "/api/v1/users/"}, {"status", status}});
+    const HttpReply added = m_client->postJson(
+            Faults, { { "method", "GET" }, { "pathPrefix", "/api/v1/users/" }, { "status", status } });
     QCOMPARE(added.status, 200);
     QCOMPARE(added.object().value("result").toString(), QString("success"));
     QVERIFY(!added.object().value("id").toString().isEmpty());
     const HttpReply reply = m_client->get("/api/v1/users/me");
     QCOMPARE(reply.status, status);
-    QCOMPARE(reply.object(), (QJsonObject{{"code", status}, {"message", "injected fault"}}));
+    QCOMPARE(reply.object(), (QJsonObject{ { "code", status }, { "message", "injected fault" } }));
     QCOMPARE(m_client->get("/api/v1/workspaces").status, 200); // other paths untouched
 }
 
 void TestServerFaults::statusFaultHasNoSideEffect()
 {
-    m_client->addFault({{"method", "POST"}, {"pathPrefix", "/api/v1/workspaces/w-design/folders"}, {"status", 500}, {"times", 1}});
-    const QJsonObject folder{{"parentId", ""}, {"name", "NotMade"}};
+    m_client->addFault({ { "method", "POST" },
+                         { "pathPrefix", "/api/v1/workspaces/w-design/folders" },
+                         { "status", 500 },
+                         { "times", 1 } });
+    const QJsonObject folder{ { "parentId", "" }, { "name", "NotMade" } };
     QCOMPARE(m_client->postJson("/api/v1/workspaces/w-design/folders", folder).status, 500);
     QCOMPARE(m_client->get("/api/v1/workspaces/w-design/meta?path=%2FNotMade").status, 404);
     QCOMPARE(m_client->postJson("/api/v1/workspaces/w-design/folders", folder).status, 200);
@@ -111,7 +114,7 @@ void TestServerFaults::statusFaultHasNoSideEffect()
 
 void TestServerFaults::faultsCountDown()
 {
-    m_client->addFault({{"pathPrefix", "/api/v1/users/me"}, {"status", 503}, {"times", 2}});
+    m_client->addFault({ { "pathPrefix", "/api/v1/users/me" }, { "status", 503 }, { "times", 2 } });
     QCOMPARE(remainingTimes(), 2);
     QCOMPARE(m_client->get("/api/v1/users/me").status, 503);
     QCOMPARE(remainingTimes(), 1);
@@ -122,12 +125,12 @@ void TestServerFaults::faultsCountDown()
 
 void TestServerFaults::firstMatchingFaultWins()
 {
-    m_client->addFault({{"method", "POST"}, {"pathPrefix", "/api/v1"}, {"status", 418}});
-    m_client->addFault({{"pathPrefix", "/api/v1/workspaces"}, {"status", 500}, {"times", 1}});
-    m_client->addFault({{"pathPrefix", "/api/v1"}, {"status", 502}});
+    m_client->addFault({ { "method", "POST" }, { "pathPrefix", "/api/v1" }, { "status", 418 } });
+    m_client->addFault({ { "pathPrefix", "/api/v1/workspaces" }, { "status", 500 }, { "times", 1 } });
+    m_client->addFault({ { "pathPrefix", "/api/v1" }, { "status", 502 } });
     QCOMPARE(m_client->get("/api/v1/workspaces").status, 500);
     QCOMPARE(m_client->get("/api/v1/workspaces").status, 502);
-    QCOMPARE(m_client->postJson("/api/v1/install-info", {{"a", "b"}}).status, 418);
+    QCOMPARE(m_client->postJson("/api/v1/install-info", { { "a", "b" } }).status, 418);
     const QJsonArray items = m_client->get(Faults).items();
     QCOMPARE(items.size(), 2);
     QCOMPARE(items.at(0).toObject().value("method").toString(), QString("POST"));
@@ -136,7 +139,7 @@ void TestServerFaults::firstMatchingFaultWins()
 
 void TestServerFaults::adminRoutesAreNeverFaulted()
 {
-    m_client->addFault({{"pathPrefix", "/"}, {"status", 500}});
+    m_client->addFault({ { "pathPrefix", "/" }, { "status", 500 } });
     QCOMPARE(m_client->get("/downloads/versions.xml").status, 500);
     QCOMPARE(m_client->get(Faults).status, 200);
     QCOMPARE(m_client->get("/admin/install-info").status, 200);
@@ -147,7 +150,7 @@ void TestServerFaults::adminRoutesAreNeverFaulted()
 void TestServerFaults::delayPostponesTheAnswer()
 {
     constexpr int DelayMs = 600;
-    m_client->addFault({{"pathPrefix", "/api/v1/workspaces"}, {"delayMs", DelayMs}, {"times", 1}});
+    m_client->addFault({ { "pathPrefix", "/api/v1/workspaces" }, { "delayMs", DelayMs }, { "times", 1 } });
     QElapsedTimer timer;
     timer.start();
     const HttpReply reply = m_client->get("/api/v1/workspaces");
@@ -156,7 +159,8 @@ void TestServerFaults::delayPostponesTheAnswer()
     QCOMPARE(reply.items().size(), 2);
 
     // A delay combined with a status answers that status after the delay.
-    m_client->addFault({{"pathPrefix", "/api/v1/workspaces"}, {"delayMs", DelayMs}, {"status", 504}, {"times", 1}});
+    m_client->addFault(
+            { { "pathPrefix", "/api/v1/workspaces" }, { "delayMs", DelayMs }, { "status", 504 }, { "times", 1 } });
     timer.restart();
     QCOMPARE(m_client->get("/api/v1/workspaces").status, 504);
     QVERIFY(timer.elapsed() >= DelayMs);
@@ -177,11 +181,11 @@ void TestServerFaults::cutBodyClosesConnection()
     QFETCH(QString, route);
     QFETCH(int, cutAfter);
     QFETCH(qint64, fullLength);
-    m_client->addFault({{"method", "GET"}, {"pathPrefix", route}, {"cutAfterBytes", cutAfter}, {"times", 1}});
+    m_client->addFault({ { "method", "GET" }, { "pathPrefix", route }, { "cutAfterBytes", cutAfter }, { "times", 1 } });
     // A raw socket shows exactly what arrives before the server closes;
     // QNetworkAccessManager may report such a short body as a success.
     QObject owner;
-    QTcpSocket *socket = m_client->sendRawGet(route, &owner);
+    QTcpSocket* socket = m_client->sendRawGet(route, &owner);
     QByteArray received;
     while (socket->state() == QAbstractSocket::ConnectedState && socket->waitForReadyRead(HttpClient::ReplyTimeoutMs)) {
         received += socket->readAll();
@@ -207,7 +211,7 @@ void TestServerFaults::cutBodyClosesConnection()
 
 void TestServerFaults::heldRequestEndsWithClientTimeout()
 {
-    m_client->addFault({{"pathPrefix", "/api/v1/auth/login-token"}, {"hang", true}});
+    m_client->addFault({ { "pathPrefix", "/api/v1/auth/login-token" }, { "hang", true } });
     QNetworkRequest request = m_client->request("/api/v1/auth/login-token");
     request.setTransferTimeout(300);
     const HttpReply held = HttpClient::collect(m_client->manager().get(request));
@@ -216,7 +220,7 @@ void TestServerFaults::heldRequestEndsWithClientTimeout()
     QCOMPARE(held.status, 0);
     // Held requests occupy no thread others need: many at once, and the
     // server still answers.
-    std::vector<QNetworkReply *> replies;
+    std::vector<QNetworkReply*> replies;
     HttpClient other(m_server.baseUrl());
     other.setToken(m_client->token());
     for (int i = 0; i < 20; ++i) {
@@ -227,7 +231,7 @@ void TestServerFaults::heldRequestEndsWithClientTimeout()
     HttpClient third(m_server.baseUrl());
     third.setToken(m_client->token());
     QCOMPARE(third.get("/api/v1/users/me").status, 200);
-    for (QNetworkReply *reply : replies) {
+    for (QNetworkReply* reply : replies) {
         QCOMPARE(HttpClient::collect(reply).status, 0);
     }
     QCOMPARE(third.get("/api/v1/workspaces").status, 200);
@@ -235,12 +239,12 @@ void TestServerFaults::heldRequestEndsWithClientTimeout()
 
 void TestServerFaults::heldRequestReleasedByClear()
 {
-    m_client->addFault({{"pathPrefix", "/api/v1/users/me"}, {"hang", true}, {"times", 5}});
+    m_client->addFault({ { "pathPrefix", "/api/v1/users/me" }, { "hang", true }, { "times", 5 } });
     QObject owner;
-    QTcpSocket *socket = m_client->sendRawGet("/api/v1/users/me", &owner);
+    QTcpSocket* socket = m_client->sendRawGet("/api/v1/users/me", &owner);
     QTRY_COMPARE(remainingTimes(), 4); // the request is held
     QVERIFY(!socket->waitForReadyRead(100));
-    QCOMPARE(m_client->del(Faults).object(), (QJsonObject{{"result", "success"}}));
+    QCOMPARE(m_client->del(Faults).object(), (QJsonObject{ { "result", "success" } }));
     if (socket->state() != QAbstractSocket::UnconnectedState) {
         QVERIFY(socket->waitForDisconnected(HttpClient::ReplyTimeoutMs));
     }
@@ -250,7 +254,10 @@ void TestServerFaults::heldRequestReleasedByClear()
 
 void TestServerFaults::heldUploadLeavesNothingBehind()
 {
-    m_client->addFault({{"method", "PUT"}, {"pathPrefix", "/api/v1/workspaces/w-design/upload"}, {"hang", true}, {"times", 1}});
+    m_client->addFault({ { "method", "PUT" },
+                         { "pathPrefix", "/api/v1/workspaces/w-design/upload" },
+                         { "hang", true },
+                         { "times", 1 } });
     const QByteArray bytes(100000, 'h');
     QNetworkRequest request = m_client->request(HttpClient::uploadTarget("w-design", "/held.bin", bytes.size(), 0));
     request.setHeader(QNetworkRequest::ContentTypeHeader, QByteArray("application/octet-stream"));
@@ -258,8 +265,8 @@ void TestServerFaults::heldUploadLeavesNothingBehind()
     const HttpReply held = HttpClient::collect(m_client->manager().put(request, bytes));
     QCOMPARE(held.status, 0);
     QCOMPARE(m_client->get("/api/v1/workspaces/w-design/meta?path=%2Fheld.bin").status, 404);
-    const HttpReply retry = m_client->send("PUT", HttpClient::uploadTarget("w-design", "/held.bin", bytes.size(), 0), bytes,
-                                           {{"Content-Type", "application/octet-stream"}});
+    const HttpReply retry = m_client->send("PUT", HttpClient::uploadTarget("w-design", "/held.bin", bytes.size(), 0),
+                                           bytes, { { "Content-Type", "application/octet-stream" } });
     QCOMPARE(retry.status, 200);
 }
 

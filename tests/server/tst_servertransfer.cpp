@@ -22,9 +22,9 @@
 namespace {
 const QString Design = "/api/v1/workspaces/w-design";
 const QByteArray Octets = "application/octet-stream";
-const RawHeaders OctetStream{{"Content-Type", "application/octet-stream"}};
+const RawHeaders OctetStream{ { "Content-Type", "application/octet-stream" } };
 
-QString sha256(const QByteArray &bytes)
+QString sha256(const QByteArray& bytes)
 {
     return QString::fromLatin1(QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex());
 }
@@ -42,13 +42,12 @@ QByteArray generated(qint64 first, qint64 count)
 QByteArray randomBytes(qsizetype size)
 {
     QByteArray bytes(size, Qt::Uninitialized);
-    QRandomGenerator::global()->fillRange(reinterpret_cast<quint32 *>(bytes.data()), size / 4);
+    QRandomGenerator::global()->fillRange(reinterpret_cast<quint32*>(bytes.data()), size / 4);
     return bytes;
 }
 } // namespace
 
-class TestServerTransfer : public QObject
-{
+class TestServerTransfer : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
@@ -69,9 +68,9 @@ private Q_SLOTS:
     void concurrentTransfers();
 
 private:
-    HttpReply upload(const QString &path, const QByteArray &bytes, qint64 size = -1, qint64 offset = 0,
-                     const QString &workspace = "w-design");
-    QJsonObject metaByPath(const QString &path);
+    HttpReply upload(const QString& path, const QByteArray& bytes, qint64 size = -1, qint64 offset = 0,
+                     const QString& workspace = "w-design");
+    QJsonObject metaByPath(const QString& path);
 
     QTemporaryDir m_dir;
     ServerProcess m_server;
@@ -85,8 +84,8 @@ void TestServerTransfer::initTestCase()
     QVERIFY(!m_alice->signIn("alice", "alice-pass").isEmpty());
 }
 
-HttpReply TestServerTransfer::upload(const QString &path, const QByteArray &bytes, qint64 size, qint64 offset,
-                                     const QString &workspace)
+HttpReply TestServerTransfer::upload(const QString& path, const QByteArray& bytes, qint64 size, qint64 offset,
+                                     const QString& workspace)
 {
     if (size < 0) {
         size = offset + bytes.size();
@@ -94,7 +93,7 @@ HttpReply TestServerTransfer::upload(const QString &path, const QByteArray &byte
     return m_alice->send("PUT", HttpClient::uploadTarget(workspace, path, size, offset), bytes, OctetStream);
 }
 
-QJsonObject TestServerTransfer::metaByPath(const QString &path)
+QJsonObject TestServerTransfer::metaByPath(const QString& path)
 {
     return m_alice->get(Design + "/meta?path=" + HttpClient::q(path)).data();
 }
@@ -102,7 +101,8 @@ QJsonObject TestServerTransfer::metaByPath(const QString &path)
 void TestServerTransfer::downloadWholeFile()
 {
     // QNetworkAccessManager offers gzip; the server must not use it.
-    const HttpReply reply = m_alice->get(Design + "/files/f-big/content", {{"Accept-Encoding", "gzip, deflate, br"}});
+    const HttpReply reply
+            = m_alice->get(Design + "/files/f-big/content", { { "Accept-Encoding", "gzip, deflate, br" } });
     QCOMPARE(reply.status, 200);
     QCOMPARE(reply.header("Content-Length"), QByteArray("1048576"));
     QCOMPARE(reply.header("Content-Type"), Octets);
@@ -121,11 +121,14 @@ void TestServerTransfer::downloadRanges_data()
     // f-overview holds "hello world" (11 bytes).
     QTest::newRow("first byte") << QByteArray("bytes=0-0") << 206 << QByteArray("bytes 0-0/11") << QByteArray("h");
     QTest::newRow("open end") << QByteArray("bytes=6-") << 206 << QByteArray("bytes 6-10/11") << QByteArray("world");
-    QTest::newRow("end past the size") << QByteArray("bytes=6-100") << 206 << QByteArray("bytes 6-10/11") << QByteArray("world");
+    QTest::newRow("end past the size") << QByteArray("bytes=6-100") << 206 << QByteArray("bytes 6-10/11")
+                                       << QByteArray("world");
     QTest::newRow("last byte") << QByteArray("bytes=10-10") << 206 << QByteArray("bytes 10-10/11") << QByteArray("d");
-    QTest::newRow("whole file as range") << QByteArray("bytes=0-") << 206 << QByteArray("bytes 0-10/11") << QByteArray("hello world");
+    QTest::newRow("whole file as range") << QByteArray("bytes=0-") << 206 << QByteArray("bytes 0-10/11")
+                                         << QByteArray("hello world");
     QTest::newRow("start at the size") << QByteArray("bytes=11-") << 416 << QByteArray("bytes */11") << QByteArray();
-    QTest::newRow("start past the size") << QByteArray("bytes=50-60") << 416 << QByteArray("bytes */11") << QByteArray();
+    QTest::newRow("start past the size") << QByteArray("bytes=50-60") << 416 << QByteArray("bytes */11")
+                                         << QByteArray();
     QTest::newRow("suffix range") << QByteArray("bytes=-5") << 400 << QByteArray() << QByteArray();
     QTest::newRow("two ranges") << QByteArray("bytes=0-1,3-4") << 400 << QByteArray() << QByteArray();
     QTest::newRow("other unit") << QByteArray("items=0-1") << 400 << QByteArray() << QByteArray();
@@ -139,7 +142,7 @@ void TestServerTransfer::downloadRanges()
     QFETCH(int, status);
     QFETCH(QByteArray, contentRange);
     QFETCH(QByteArray, body);
-    const HttpReply reply = m_alice->get(Design + "/files/f-overview/content", {{"Range", range}});
+    const HttpReply reply = m_alice->get(Design + "/files/f-overview/content", { { "Range", range } });
     QCOMPARE(reply.status, status);
     QCOMPARE(reply.header("Content-Range"), contentRange);
     if (status == 206) {
@@ -155,7 +158,7 @@ void TestServerTransfer::downloadErrors()
     QCOMPARE(m_alice->get(Design + "/files/f-design/content").status, 400);
     QCOMPARE(m_alice->get(Design + "/files/f-none/content").status, 404);
     QCOMPARE(m_alice->get(Design + "/files/f-p-notes/content").status, 404); // another workspace
-    const HttpReply big = m_alice->get(Design + "/files/f-big/content", {{"Range", "bytes=1000000-"}});
+    const HttpReply big = m_alice->get(Design + "/files/f-big/content", { { "Range", "bytes=1000000-" } });
     QCOMPARE(big.status, 206);
     QCOMPARE(big.header("Content-Range"), QByteArray("bytes 1000000-1048575/1048576"));
     QCOMPARE(big.body, generated(1000000, 48576));
@@ -187,12 +190,13 @@ void TestServerTransfer::uploadCreatesFileAndParents()
 
 void TestServerTransfer::uploadOverExistingMakesNewVersion()
 {
-    QCOMPARE(m_alice->postJson(Design + "/favorites", {{"fileIds", QJsonArray{"f-plan"}}}).status, 200);
+    QCOMPARE(m_alice->postJson(Design + "/favorites", { { "fileIds", QJsonArray{ "f-plan" } } }).status, 200);
     const QByteArray bytes = "PLAN-REVISION-04";
     // parentPath is informative only: a wrong one does not matter.
-    const HttpReply reply = m_alice->send(
-        "PUT", Design + "/upload?parentPath=%2Felsewhere&path=" + HttpClient::q("Design/2019/plan.dwg") + "&size=16&offset=0",
-        bytes, OctetStream);
+    const HttpReply reply = m_alice->send("PUT",
+                                          Design + "/upload?parentPath=%2Felsewhere&path="
+                                                  + HttpClient::q("Design/2019/plan.dwg") + "&size=16&offset=0",
+                                          bytes, OctetStream);
     QCOMPARE(reply.status, 200);
     const QJsonObject file = reply.data();
     const QString id = file.value("id").toString();
@@ -215,7 +219,7 @@ void TestServerTransfer::uploadChecks_data()
     QTest::addColumn<QString>("query");
     QTest::addColumn<QByteArray>("body");
     QTest::addColumn<int>("status");
-    auto q = [](const QString &path) { return "path=" + HttpClient::q(path); };
+    auto q = [](const QString& path) { return "path=" + HttpClient::q(path); };
     QTest::newRow("body shorter than size") << q("/u1.bin") + "&size=10&offset=0" << QByteArray(5, 'x') << 400;
     QTest::newRow("body longer than size") << q("/u1.bin") + "&size=3&offset=0" << QByteArray(5, 'x') << 400;
     QTest::newRow("offset past size") << q("/u1.bin") + "&size=3&offset=4" << QByteArray() << 400;
@@ -225,7 +229,8 @@ void TestServerTransfer::uploadChecks_data()
     QTest::newRow("path missing") << QString("size=1&offset=0") << QByteArray("x") << 400;
     QTest::newRow("path is the root") << q("/") + "&size=1&offset=0" << QByteArray("x") << 400;
     QTest::newRow("invalid name") << q("/a..b") + "&size=1&offset=0" << QByteArray("x") << 400;
-    QTest::newRow("over the quota") << q("/huge.bin") + "&size=20000000000&offset=19999999999" << QByteArray("x") << 400;
+    QTest::newRow("over the quota") << q("/huge.bin") + "&size=20000000000&offset=19999999999" << QByteArray("x")
+                                    << 400;
     QTest::newRow("path names a folder") << q("/Design") + "&size=1&offset=0" << QByteArray("x") << 409;
     QTest::newRow("path runs through a file") << q("/readme.md/x") + "&size=1&offset=0" << QByteArray("x") << 409;
     QTest::newRow("resume without upload") << q("/never.bin") + "&size=4&offset=2" << QByteArray("xx") << 409;
@@ -247,7 +252,8 @@ void TestServerTransfer::streamingUploadIsVisible()
 {
     const QByteArray bytes = randomBytes(200000);
     QObject owner;
-    QTcpSocket *socket = m_alice->startPartialUpload("w-design", "/Design/stream.bin", bytes.size(), 0, bytes.left(50000), &owner);
+    QTcpSocket* socket
+            = m_alice->startPartialUpload("w-design", "/Design/stream.bin", bytes.size(), 0, bytes.left(50000), &owner);
     QTRY_COMPARE(metaByPath("/Design/stream.bin").value("uploadedSize").toInt(), 50000);
     QJsonObject meta = metaByPath("/Design/stream.bin");
     QCOMPARE(meta.value("uploading").toBool(), true);
@@ -298,11 +304,14 @@ void TestServerTransfer::resumeAfterAbortedUpload()
     // server then finds the body cut off part-way.
     const QByteArray bytes = randomBytes(32 * 1024 * 1024);
     const QString path = "/Design/resumed.bin";
-    m_alice->addFault({{"method", "PUT"}, {"pathPrefix", "/api/v1/workspaces/w-design/upload"}, {"delayMs", 1000}, {"times", 1}});
+    m_alice->addFault({ { "method", "PUT" },
+                        { "pathPrefix", "/api/v1/workspaces/w-design/upload" },
+                        { "delayMs", 1000 },
+                        { "times", 1 } });
     QNetworkRequest request = m_alice->request(HttpClient::uploadTarget("w-design", path, bytes.size(), 0));
     request.setHeader(QNetworkRequest::ContentTypeHeader, Octets);
     request.setHeader(QNetworkRequest::ContentLengthHeader, bytes.size());
-    QNetworkReply *reply = m_alice->manager().put(request, bytes);
+    QNetworkReply* reply = m_alice->manager().put(request, bytes);
     connect(reply, &QNetworkReply::uploadProgress, reply, [reply](qint64 sent, qint64) {
         if (sent >= 1024 * 1024) {
             reply->abort();
@@ -325,7 +334,10 @@ void TestServerTransfer::resumeAfterAbortedUpload()
 
 void TestServerTransfer::uploadReplyCutByFault()
 {
-    m_alice->addFault({{"method", "PUT"}, {"pathPrefix", "/api/v1/workspaces/w-design/upload"}, {"cutAfterBytes", 10}, {"times", 1}});
+    m_alice->addFault({ { "method", "PUT" },
+                        { "pathPrefix", "/api/v1/workspaces/w-design/upload" },
+                        { "cutAfterBytes", 10 },
+                        { "times", 1 } });
     const QByteArray bytes = "the reply to this upload is cut";
     const HttpReply cut = upload("/Design/cut.txt", bytes);
     QVERIFY(cut.body.size() <= 10); // the envelope is a few hundred bytes
@@ -346,14 +358,17 @@ void TestServerTransfer::emptyFile()
     const HttpReply download = m_alice->get(Design + "/files/" + id + "/content");
     QCOMPARE(download.status, 200);
     QCOMPARE(download.header("Content-Length"), QByteArray("0"));
-    QCOMPARE(m_alice->get(Design + "/files/" + id + "/content", {{"Range", "bytes=0-"}}).status, 416);
+    QCOMPARE(m_alice->get(Design + "/files/" + id + "/content", { { "Range", "bytes=0-" } }).status, 416);
 }
 
 void TestServerTransfer::deleteDiscardsUnfinishedUploads()
 {
-    const QString folder = m_alice->postJson(Design + "/folders", {{"parentId", ""}, {"name", "Gone"}}).object().value("id").toString();
+    const QString folder = m_alice->postJson(Design + "/folders", { { "parentId", "" }, { "name", "Gone" } })
+                                   .object()
+                                   .value("id")
+                                   .toString();
     QObject owner;
-    QTcpSocket *socket = m_alice->startPartialUpload("w-design", "/Gone/part.bin", 100, 0, QByteArray(40, 'g'), &owner);
+    QTcpSocket* socket = m_alice->startPartialUpload("w-design", "/Gone/part.bin", 100, 0, QByteArray(40, 'g'), &owner);
     QTRY_COMPARE(metaByPath("/Gone/part.bin").value("uploadedSize").toInt(), 40);
     socket->abort();
     QTRY_COMPARE(metaByPath("/Gone/part.bin").value("uploading").toBool(), false);
@@ -370,22 +385,22 @@ void TestServerTransfer::concurrentTransfers()
     HttpClient second(m_server.baseUrl());
     second.setToken(m_alice->token());
     std::vector<QByteArray> contents;
-    std::vector<QNetworkReply *> uploads;
-    std::vector<QNetworkReply *> downloads;
+    std::vector<QNetworkReply*> uploads;
+    std::vector<QNetworkReply*> downloads;
     for (int i = 0; i < Uploads; ++i) {
         contents.push_back(randomBytes(2 * 1024 * 1024 + i * 4096));
-        HttpClient &client = i % 2 ? second : *m_alice;
-        QNetworkRequest request = client.request(
-            HttpClient::uploadTarget("w-design", QStringLiteral("/Parallel/file-%1.bin").arg(i), contents.back().size(), 0));
+        HttpClient& client = i % 2 ? second : *m_alice;
+        QNetworkRequest request = client.request(HttpClient::uploadTarget(
+                "w-design", QStringLiteral("/Parallel/file-%1.bin").arg(i), contents.back().size(), 0));
         request.setHeader(QNetworkRequest::ContentTypeHeader, Octets);
         uploads.push_back(client.manager().put(request, contents.back()));
     }
     for (int i = 0; i < Downloads; ++i) {
-        HttpClient &client = i % 2 ? *m_alice : second;
+        HttpClient& client = i % 2 ? *m_alice : second;
         downloads.push_back(client.manager().get(client.request(Design + "/files/f-big/content")));
     }
     const QByteArray big = generated(0, 1048576);
-    for (QNetworkReply *reply : downloads) {
+    for (QNetworkReply* reply : downloads) {
         const HttpReply result = HttpClient::collect(reply);
         QCOMPARE(result.status, 200);
         QVERIFY(result.body == big);

@@ -22,8 +22,7 @@ QByteArray generated(qint64 count)
     return bytes;
 }
 
-struct Release
-{
+struct Release {
     QString element;
     QString version;
     QString path;
@@ -31,8 +30,7 @@ struct Release
 };
 } // namespace
 
-class TestServerVersions : public QObject
-{
+class TestServerVersions : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
@@ -67,15 +65,16 @@ void TestServerVersions::versionListXml()
     while (!xml.atEnd()) {
         if (xml.readNext() == QXmlStreamReader::StartElement && xml.name() != QLatin1String("histories")) {
             const auto attributes = xml.attributes();
-            releases.append({xml.name().toString(), attributes.value("version").toString(),
-                             attributes.value("path").toString(), attributes.value("forceUpdate").toString()});
+            releases.append({ xml.name().toString(), attributes.value("version").toString(),
+                              attributes.value("path").toString(), attributes.value("forceUpdate").toString() });
         }
     }
     QVERIFY2(!xml.hasError(), qPrintable(xml.errorString()));
     QCOMPARE(releases.size(), 3);
     QCOMPARE(releases.at(0).element, QString("latest"));
     QCOMPARE(releases.at(0).version, QString("1.3.0"));
-    QCOMPARE(releases.at(0).path, QString("http://127.0.0.1:%1/downloads/ZYRDesktopSetup-1.3.0.exe").arg(m_server.port()));
+    QCOMPARE(releases.at(0).path,
+             QString("http://127.0.0.1:%1/downloads/ZYRDesktopSetup-1.3.0.exe").arg(m_server.port()));
     QCOMPARE(releases.at(0).forceUpdate, QString("false"));
     QCOMPARE(releases.at(1).element, QString("historyRelease"));
     QCOMPARE(releases.at(1).version, QString("1.2.5"));
@@ -86,7 +85,7 @@ void TestServerVersions::versionListXml()
 
 void TestServerVersions::versionListUsesHostHeader()
 {
-    const HttpReply reply = m_client->get("/downloads/versions.xml", {{"Host", "updates.example:8443"}});
+    const HttpReply reply = m_client->get("/downloads/versions.xml", { { "Host", "updates.example:8443" } });
     QVERIFY(reply.body.contains("path=\"http://updates.example:8443/downloads/ZYRDesktopSetup-1.3.0.exe\""));
 }
 
@@ -97,7 +96,8 @@ void TestServerVersions::latestRedirects()
     const HttpReply redirect = HttpClient::collect(m_client->manager().get(plain));
     QCOMPARE(redirect.status, 302);
     QCOMPARE(redirect.header("Location"),
-             QByteArray("http://127.0.0.1:" + QByteArray::number(m_server.port()) + "/downloads/ZYRDesktopSetup-1.3.0.exe"));
+             QByteArray("http://127.0.0.1:" + QByteArray::number(m_server.port())
+                        + "/downloads/ZYRDesktopSetup-1.3.0.exe"));
     QCOMPARE(redirect.header("Content-Length"), QByteArray("0"));
 
     QNetworkRequest follow = m_client->request("/downloads/latest");
@@ -115,7 +115,7 @@ void TestServerVersions::installerDownload()
     QCOMPARE(reply.header("Content-Length"), QByteArray("262144"));
     QCOMPARE(reply.body, generated(262144));
     // Ranges are not served here: the whole installer comes back.
-    const HttpReply ranged = m_client->get("/downloads/ZYRDesktopSetup-1.3.0.exe", {{"Range", "bytes=10-19"}});
+    const HttpReply ranged = m_client->get("/downloads/ZYRDesktopSetup-1.3.0.exe", { { "Range", "bytes=10-19" } });
     QCOMPARE(ranged.status, 200);
     QCOMPARE(ranged.body.size(), 262144);
     QCOMPARE(m_client->get("/downloads/ZYRDesktopSetup-9.9.9.exe").status, 404);

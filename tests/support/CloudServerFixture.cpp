@@ -10,9 +10,9 @@
 #include <QRegularExpression>
 
 #if defined(Q_OS_LINUX)
-#include <csignal>
-#include <sys/prctl.h>
-#include <unistd.h>
+#  include <csignal>
+#  include <sys/prctl.h>
+#  include <unistd.h>
 #endif
 
 QJsonObject CloudServerFixture::Reply::json() const
@@ -71,8 +71,8 @@ bool CloudServerFixture::start()
         m_error = QStringLiteral("No temporary data directory: ") + m_dataDir.errorString();
         return false;
     }
-    QStringList arguments = {QStringLiteral("--port"), QStringLiteral("0"), QStringLiteral("--data"),
-                             m_dataDir.filePath(QStringLiteral("data")), QStringLiteral("--enable-admin")};
+    QStringList arguments = { QStringLiteral("--port"), QStringLiteral("0"), QStringLiteral("--data"),
+                              m_dataDir.filePath(QStringLiteral("data")), QStringLiteral("--enable-admin") };
     if (!m_options.seedFile.isEmpty())
         arguments << QStringLiteral("--seed") << m_options.seedFile;
     arguments << m_options.extraArguments;
@@ -103,8 +103,8 @@ bool CloudServerFixture::start()
         m_process.waitForReadyRead(int(qMax<qint64>(1, deadline.remainingTime())));
     }
     m_error = QStringLiteral("zyr-cloud never said it was listening (exit code %1); its output: %2")
-                  .arg(m_process.exitCode())
-                  .arg(QString::fromUtf8(output));
+                      .arg(m_process.exitCode())
+                      .arg(QString::fromUtf8(output));
     stop();
     return false;
 }
@@ -176,8 +176,9 @@ CloudServerFixture::Reply CloudServerFixture::request(const QByteArray& method, 
 
 QString CloudServerFixture::signIn(const QString& account, const QString& password)
 {
-    const QJsonObject credentials{{QStringLiteral("account"), account}, {QStringLiteral("password"), password}};
-    const Reply reply = request("POST", "/api/v1/auth/login", QJsonDocument(credentials).toJson(QJsonDocument::Compact));
+    const QJsonObject credentials{ { QStringLiteral("account"), account }, { QStringLiteral("password"), password } };
+    const Reply reply
+            = request("POST", "/api/v1/auth/login", QJsonDocument(credentials).toJson(QJsonDocument::Compact));
     if (reply.status != 200) {
         m_error = QStringLiteral("Sign-in as %1 answered %2").arg(account).arg(reply.status);
         return QString();

@@ -23,24 +23,21 @@
 /// The fixture owns the server process and the data directory; the
 /// destructor stops the server (SIGTERM, then waits) and removes the data.
 /// Use it from one thread, whose event loop the blocking helpers spin.
-class CloudServerFixture
-{
+class CloudServerFixture {
 public:
     static constexpr int StartTimeoutMs = 30000;
     static constexpr int StopTimeoutMs = 15000;
     static constexpr int RequestTimeoutMs = 30000;
 
-    struct Options
-    {
-        QString serverBinary;          ///< path of zyr-cloud
-        QString seedFile;              ///< seed for the fresh data directory
-        QStringList extraArguments;    ///< e.g. {"--token-ttl", "5"}
+    struct Options {
+        QString serverBinary; ///< path of zyr-cloud
+        QString seedFile; ///< seed for the fresh data directory
+        QStringList extraArguments; ///< e.g. {"--token-ttl", "5"}
     };
 
     /// One answer of the server, as the helpers return it.
-    struct Reply
-    {
-        int status = 0;                                       ///< 0 when none came
+    struct Reply {
+        int status = 0; ///< 0 when none came
         QNetworkReply::NetworkError error = QNetworkReply::NoError;
         QByteArray body;
         QList<QNetworkReply::RawHeaderPair> headers;

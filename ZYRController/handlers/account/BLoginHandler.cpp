@@ -6,7 +6,7 @@
 
 namespace Trelan::Oku::ZYRController {
 
-BLoginHandler::BLoginHandler(BActionFinishedCallerBase* caller) : BReplyHandlerBase(caller) {}
+BLoginHandler::BLoginHandler(BActionFinishedCallerBase* caller) : BReplyHandlerBase(caller) { }
 
 BLoginHandler::~BLoginHandler() = default;
 

@@ -14,8 +14,7 @@ namespace Trelan::Oku::ZYRController {
 
 /// Handler of the sign-in request: a 200 JSON object becomes an MToken.
 /// The handler owns the token until takeToken(true) hands it to the owner.
-class ZYRCONTROLLER_EXPORT BLoginHandler : public BReplyHandlerBase
-{
+class ZYRCONTROLLER_EXPORT BLoginHandler : public BReplyHandlerBase {
     Q_OBJECT
 public:
     explicit BLoginHandler(BActionFinishedCallerBase* caller);

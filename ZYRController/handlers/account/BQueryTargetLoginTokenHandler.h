@@ -9,8 +9,7 @@ namespace Trelan::Oku::ZYRController {
 /// Handler of the target-login-token request: the 200 body, as UTF-8 text
 /// and never parsed, is the login token. The target link rides along
 /// untouched for the owner.
-class ZYRCONTROLLER_EXPORT BQueryTargetLoginTokenHandler : public BReplyHandlerBase
-{
+class ZYRCONTROLLER_EXPORT BQueryTargetLoginTokenHandler : public BReplyHandlerBase {
     Q_OBJECT
 public:
     BQueryTargetLoginTokenHandler(BActionFinishedCallerBase* caller, const QString& targetLink);

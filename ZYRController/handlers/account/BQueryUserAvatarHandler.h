@@ -9,8 +9,7 @@ namespace Trelan::Oku::ZYRController {
 /// Handler of the avatar request: keeps the image bytes as sent, and the id
 /// of the user it was asked for, so that an answer for a user who has
 /// meanwhile signed out can be dropped.
-class ZYRCONTROLLER_EXPORT BQueryUserAvatarHandler : public BReplyHandlerBase
-{
+class ZYRCONTROLLER_EXPORT BQueryUserAvatarHandler : public BReplyHandlerBase {
     Q_OBJECT
 public:
     BQueryUserAvatarHandler(BActionFinishedCallerBase* caller, const QString& userId);

@@ -6,7 +6,7 @@
 
 namespace Trelan::Oku::ZYRController {
 
-BQueryUserInfoHandler::BQueryUserInfoHandler(BActionFinishedCallerBase* caller) : BReplyHandlerBase(caller) {}
+BQueryUserInfoHandler::BQueryUserInfoHandler(BActionFinishedCallerBase* caller) : BReplyHandlerBase(caller) { }
 
 BQueryUserInfoHandler::~BQueryUserInfoHandler() = default;
 

@@ -14,8 +14,7 @@ namespace Trelan::Oku::ZYRController {
 
 /// Handler of the user-info request: a 200 JSON object becomes an MUser.
 /// The handler owns the user until takeUser(true) hands it to the owner.
-class ZYRCONTROLLER_EXPORT BQueryUserInfoHandler : public BReplyHandlerBase
-{
+class ZYRCONTROLLER_EXPORT BQueryUserInfoHandler : public BReplyHandlerBase {
     Q_OBJECT
 public:
     explicit BQueryUserInfoHandler(BActionFinishedCallerBase* caller);

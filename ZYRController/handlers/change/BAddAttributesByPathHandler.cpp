@@ -7,9 +7,8 @@ namespace Trelan::Oku::ZYRController {
 BAddAttributesByPathHandler::BAddAttributesByPathHandler(BActionFinishedCallerBase* caller, const QString& first,
                                                          const QString& remotePath,
                                                          const QMap<QString, QString>& attributes)
-    : BAddAttributesHandler(caller, QWeakPointer<ZYRModel::MFile>(), attributes)
-    , m_first(first)
-    , m_remotePath(remotePath)
+    : BAddAttributesHandler(caller, QWeakPointer<ZYRModel::MFile>(), attributes), m_first(first),
+      m_remotePath(remotePath)
 {
 }
 

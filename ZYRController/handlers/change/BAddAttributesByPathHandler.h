@@ -10,8 +10,7 @@ namespace Trelan::Oku::ZYRController {
 /// upload has just finished; parses like BAddAttributesHandler. The upload's
 /// first string (its workspace) and remote path ride along, so the owner
 /// can find its pending entry again.
-class ZYRCONTROLLER_EXPORT BAddAttributesByPathHandler : public BAddAttributesHandler
-{
+class ZYRCONTROLLER_EXPORT BAddAttributesByPathHandler : public BAddAttributesHandler {
     Q_OBJECT
 public:
     BAddAttributesByPathHandler(BActionFinishedCallerBase* caller, const QString& first, const QString& remotePath,

@@ -14,8 +14,7 @@ namespace Trelan::Oku::ZYRController {
 /// Handler of the add-attributes request. Success is a 200 body whose
 /// "message" (not "result") is "success" in any letter case. The node and
 /// the attributes sent ride along for the owner.
-class ZYRCONTROLLER_EXPORT BAddAttributesHandler : public BReplyHandlerBase
-{
+class ZYRCONTROLLER_EXPORT BAddAttributesHandler : public BReplyHandlerBase {
     Q_OBJECT
 public:
     BAddAttributesHandler(BActionFinishedCallerBase* caller, QWeakPointer<ZYRModel::MFile> file,

@@ -13,8 +13,7 @@ namespace Trelan::Oku::ZYRController {
 /// Handler of the add-favourites request. The body is not read: a 200 status
 /// is success. The workspace id and the files to be marked as favourites
 /// ride along, so that the owner reports exactly those files.
-class ZYRCONTROLLER_EXPORT BAddFavoriteFilesHandler : public BReplyHandlerBase
-{
+class ZYRCONTROLLER_EXPORT BAddFavoriteFilesHandler : public BReplyHandlerBase {
     Q_OBJECT
 public:
     BAddFavoriteFilesHandler(BActionFinishedCallerBase* caller, const QString& workspaceId,

@@ -8,12 +8,8 @@ BCopyFilesHandler::BCopyFilesHandler(BActionFinishedCallerBase* caller, const QS
                                      QWeakPointer<ZYRModel::MFile> sourceParent,
                                      QWeakPointer<ZYRModel::MFile> targetParent,
                                      const QList<QWeakPointer<ZYRModel::MFile>>& files, bool move)
-    : BReplyHandlerBase(caller)
-    , m_workspaceId(workspaceId)
-    , m_sourceParent(std::move(sourceParent))
-    , m_targetParent(std::move(targetParent))
-    , m_filesToCopy(files)
-    , m_move(move)
+    : BReplyHandlerBase(caller), m_workspaceId(workspaceId), m_sourceParent(std::move(sourceParent)),
+      m_targetParent(std::move(targetParent)), m_filesToCopy(files), m_move(move)
 {
 }
 

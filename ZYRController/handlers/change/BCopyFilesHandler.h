@@ -15,8 +15,7 @@ namespace Trelan::Oku::ZYRController {
 /// Only the first copied node is read: it becomes file() and the one entry
 /// of files(). The request's folders, files and move flag ride along.
 /// Success: file() is non-null.
-class ZYRCONTROLLER_EXPORT BCopyFilesHandler : public BReplyHandlerBase
-{
+class ZYRCONTROLLER_EXPORT BCopyFilesHandler : public BReplyHandlerBase {
     Q_OBJECT
 public:
     BCopyFilesHandler(BActionFinishedCallerBase* caller, const QString& workspaceId,

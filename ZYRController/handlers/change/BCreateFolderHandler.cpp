@@ -7,11 +7,8 @@ namespace Trelan::Oku::ZYRController {
 BCreateFolderHandler::BCreateFolderHandler(BActionFinishedCallerBase* caller, const QString& workspaceId,
                                            QWeakPointer<ZYRModel::MFile> parent,
                                            QWeakPointer<ZYRModel::MFile> newFolder, const QString& folderName)
-    : BReplyHandlerBase(caller)
-    , m_workspaceId(workspaceId)
-    , m_parent(std::move(parent))
-    , m_newFolder(std::move(newFolder))
-    , m_folderName(folderName)
+    : BReplyHandlerBase(caller), m_workspaceId(workspaceId), m_parent(std::move(parent)),
+      m_newFolder(std::move(newFolder)), m_folderName(folderName)
 {
 }
 

@@ -14,8 +14,7 @@ namespace Trelan::Oku::ZYRController {
 /// Handler of the create-folder request: the root object of a 200 answer is
 /// the new folder. The request's workspace, parent, placeholder node and
 /// name ride along for the owner. Success: file() is non-null.
-class ZYRCONTROLLER_EXPORT BCreateFolderHandler : public BReplyHandlerBase
-{
+class ZYRCONTROLLER_EXPORT BCreateFolderHandler : public BReplyHandlerBase {
     Q_OBJECT
 public:
     BCreateFolderHandler(BActionFinishedCallerBase* caller, const QString& workspaceId,

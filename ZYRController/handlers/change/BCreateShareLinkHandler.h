@@ -12,8 +12,7 @@ namespace Trelan::Oku::ZYRController {
 
 /// Handler of the create-share-link request: the "data" object of a 200
 /// answer is the new link. Success: shareLink() is non-null.
-class ZYRCONTROLLER_EXPORT BCreateShareLinkHandler : public BReplyHandlerBase
-{
+class ZYRCONTROLLER_EXPORT BCreateShareLinkHandler : public BReplyHandlerBase {
     Q_OBJECT
 public:
     explicit BCreateShareLinkHandler(BActionFinishedCallerBase* caller, const QString& workspaceId = QString());

@@ -13,8 +13,7 @@ namespace Trelan::Oku::ZYRController {
 /// Handler of a delete request ({"successItems": [...]}): it worked when at
 /// least one item was deleted. The folder and the files of the request ride
 /// along for the owner.
-class ZYRCONTROLLER_EXPORT BDeleteFilesHandler : public BReplyHandlerBase
-{
+class ZYRCONTROLLER_EXPORT BDeleteFilesHandler : public BReplyHandlerBase {
     Q_OBJECT
 public:
     BDeleteFilesHandler(BActionFinishedCallerBase* caller, const QString& workspaceId,

@@ -13,8 +13,7 @@ namespace Trelan::Oku::ZYRController {
 /// A simple-result handler ({"result": "success"}, any letter case) for a
 /// document change that names files: the workspace id and the files ride
 /// along for the owner.
-class ZYRCONTROLLER_EXPORT BFileSimpleResultHandler : public BSimpleResultHandler
-{
+class ZYRCONTROLLER_EXPORT BFileSimpleResultHandler : public BSimpleResultHandler {
     Q_OBJECT
 public:
     explicit BFileSimpleResultHandler(BActionFinishedCallerBase* caller, const QString& workspaceId = QString(),

@@ -13,8 +13,7 @@ namespace Trelan::Oku::ZYRController {
 /// Handler of the remove-favourites request. The body is not read: a 200
 /// status is success. The workspace id and the files to be removed from the
 /// favourites ride along, so that the owner reports exactly those files.
-class ZYRCONTROLLER_EXPORT BRemoveFavoriteFilesHandler : public BReplyHandlerBase
-{
+class ZYRCONTROLLER_EXPORT BRemoveFavoriteFilesHandler : public BReplyHandlerBase {
     Q_OBJECT
 public:
     BRemoveFavoriteFilesHandler(BActionFinishedCallerBase* caller, const QString& workspaceId,

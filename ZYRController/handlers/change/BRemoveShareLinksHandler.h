@@ -13,8 +13,7 @@ namespace Trelan::Oku::ZYRController {
 /// Handler of the remove-share-links request. The body is not read: a 200
 /// status is success. The workspace id and the links to be removed ride
 /// along, so that the owner reports exactly those links.
-class ZYRCONTROLLER_EXPORT BRemoveShareLinksHandler : public BReplyHandlerBase
-{
+class ZYRCONTROLLER_EXPORT BRemoveShareLinksHandler : public BReplyHandlerBase {
     Q_OBJECT
 public:
     BRemoveShareLinksHandler(BActionFinishedCallerBase* caller, const QString& workspaceId,

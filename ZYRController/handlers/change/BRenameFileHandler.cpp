@@ -7,11 +7,8 @@ namespace Trelan::Oku::ZYRController {
 BRenameFileHandler::BRenameFileHandler(BActionFinishedCallerBase* caller, const QString& workspaceId,
                                        QWeakPointer<ZYRModel::MFile> file, const QString& oldName,
                                        const QString& newName)
-    : BReplyHandlerBase(caller)
-    , m_workspaceId(workspaceId)
-    , m_targetFile(std::move(file))
-    , m_oldName(oldName)
-    , m_newName(newName)
+    : BReplyHandlerBase(caller), m_workspaceId(workspaceId), m_targetFile(std::move(file)), m_oldName(oldName),
+      m_newName(newName)
 {
 }
 

@@ -15,8 +15,7 @@ namespace Trelan::Oku::ZYRController {
 /// node as the service now has it. The renamed node and both names ride
 /// along, so the owner can restore the old name on failure. Success:
 /// file() is non-null.
-class ZYRCONTROLLER_EXPORT BRenameFileHandler : public BReplyHandlerBase
-{
+class ZYRCONTROLLER_EXPORT BRenameFileHandler : public BReplyHandlerBase {
     Q_OBJECT
 public:
     BRenameFileHandler(BActionFinishedCallerBase* caller, const QString& workspaceId,

@@ -14,8 +14,7 @@ namespace Trelan::Oku::ZYRController {
 /// Handler of the update-share-link request: the "data" object of a 200
 /// answer is the link as updated. The link object being updated rides
 /// along. Success: shareLink() is non-null.
-class ZYRCONTROLLER_EXPORT BUpdateShareLinkHandler : public BReplyHandlerBase
-{
+class ZYRCONTROLLER_EXPORT BUpdateShareLinkHandler : public BReplyHandlerBase {
     Q_OBJECT
 public:
     BUpdateShareLinkHandler(BActionFinishedCallerBase* caller, const QString& workspaceId = QString(),

@@ -4,7 +4,7 @@
 
 namespace Trelan::Oku::ZYRController {
 
-BFileInfoHandlerBase::BFileInfoHandlerBase(BActionFinishedCallerBase* caller) : BReplyHandlerBase(caller) {}
+BFileInfoHandlerBase::BFileInfoHandlerBase(BActionFinishedCallerBase* caller) : BReplyHandlerBase(caller) { }
 
 BFileInfoHandlerBase::~BFileInfoHandlerBase() = default;
 

@@ -13,8 +13,7 @@ namespace Trelan::Oku::ZYRController {
 /// Base of the handlers whose answer is one file's metadata, bare or in an
 /// envelope: a successful answer becomes a new MFile, held by shared
 /// pointer (the owner may keep it).
-class ZYRCONTROLLER_EXPORT BFileInfoHandlerBase : public BReplyHandlerBase
-{
+class ZYRCONTROLLER_EXPORT BFileInfoHandlerBase : public BReplyHandlerBase {
     Q_OBJECT
 public:
     explicit BFileInfoHandlerBase(BActionFinishedCallerBase* caller);

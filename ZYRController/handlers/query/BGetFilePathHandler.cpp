@@ -52,7 +52,7 @@ void BGetFilePathHandler::parseReply()
         if (id.isEmpty() || name.isEmpty() || name == QLatin1String("/"))
             continue;
         namePath += QLatin1Char('/') + name;
-        items.append(ZYRModel::MFilePath::Item{id, name});
+        items.append(ZYRModel::MFilePath::Item{ id, name });
     }
     m_namePath = namePath;
     m_filePath.setPath(items);

@@ -12,8 +12,7 @@ namespace Trelan::Oku::ZYRController {
 /// ({"data": {"parents": [{"fileId", "name"}, ...]}}), used to resolve a
 /// folder in the tree. The root ("/") is left out of both results: for the
 /// ancestors /, Design and 2019 namePath is "/Design/2019".
-class ZYRCONTROLLER_EXPORT BGetFilePathHandler : public BReplyHandlerBase
-{
+class ZYRCONTROLLER_EXPORT BGetFilePathHandler : public BReplyHandlerBase {
     Q_OBJECT
 public:
     /// \a workspaceId and \a fileId ride along for the owner.

@@ -40,11 +40,8 @@ qint32 toPrivilegeValue(double number)
 BGetFilePrivilegeHandler::BGetFilePrivilegeHandler(BActionFinishedCallerBase* caller, const QString& authorityId,
                                                    QWeakPointer<ZYRModel::MFile> parent,
                                                    QWeakPointer<ZYRModel::MFile> file)
-    : BReplyHandlerBase(caller)
-    , m_authorityId(authorityId)
-    , m_parent(std::move(parent))
-    , m_file(std::move(file))
-    , m_notifier(new BSyncWorker(this))
+    : BReplyHandlerBase(caller), m_authorityId(authorityId), m_parent(std::move(parent)), m_file(std::move(file)),
+      m_notifier(new BSyncWorker(this))
 {
 }
 
@@ -92,13 +89,13 @@ void BGetFilePrivilegeHandler::notifyEnded()
 const QMap<qint32, QString>& BGetFilePrivilegeHandler::privilegeTable()
 {
     static const QMap<qint32, QString> table{
-        {0x1, QStringLiteral("enter")},
-        {ViewThreshold, QStringLiteral("view")},
-        {DownloadThreshold, QStringLiteral("download")},
-        {0xB12F, QStringLiteral("create")},
-        {0xBF2F, QStringLiteral("update")},
-        {0x15BF2F, QStringLiteral("delete")},
-        {GrantThreshold, QStringLiteral("grant")},
+        { 0x1, QStringLiteral("enter") },
+        { ViewThreshold, QStringLiteral("view") },
+        { DownloadThreshold, QStringLiteral("download") },
+        { 0xB12F, QStringLiteral("create") },
+        { 0xBF2F, QStringLiteral("update") },
+        { 0x15BF2F, QStringLiteral("delete") },
+        { GrantThreshold, QStringLiteral("grant") },
     };
     return table;
 }
@@ -124,7 +121,7 @@ void BGetFilePrivilegeHandler::parseReply()
         // The application's own data is readable and shareable whatever the
         // service says; the body is not even read.
         const QMap<qint32, QString>& table = privilegeTable();
-        m_privileges = {table.value(ViewThreshold), table.value(DownloadThreshold), table.value(GrantThreshold)};
+        m_privileges = { table.value(ViewThreshold), table.value(DownloadThreshold), table.value(GrantThreshold) };
         m_privilegesSet = true;
         return;
     }

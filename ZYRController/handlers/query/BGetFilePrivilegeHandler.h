@@ -23,8 +23,7 @@ class ISyncWorker;
 /// An owner that waits for the answer adds notifier() to its waiter and
 /// calls notifyEnded() when it has applied the answer; a handler destroyed
 /// without having ended (a cancelled request) ends it then.
-class ZYRCONTROLLER_EXPORT BGetFilePrivilegeHandler : public BReplyHandlerBase
-{
+class ZYRCONTROLLER_EXPORT BGetFilePrivilegeHandler : public BReplyHandlerBase {
     Q_OBJECT
 public:
     BGetFilePrivilegeHandler(BActionFinishedCallerBase* caller, const QString& authorityId,

@@ -4,8 +4,7 @@
 
 namespace Trelan::Oku::ZYRController {
 
-BQueryAttributesHandler::BQueryAttributesHandler(BActionFinishedCallerBase* caller,
-                                                 QWeakPointer<ZYRModel::MFile> child)
+BQueryAttributesHandler::BQueryAttributesHandler(BActionFinishedCallerBase* caller, QWeakPointer<ZYRModel::MFile> child)
     : BReplyHandlerBase(caller), m_child(std::move(child))
 {
 }

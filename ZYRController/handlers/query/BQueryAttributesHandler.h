@@ -15,8 +15,7 @@ namespace Trelan::Oku::ZYRController {
 /// ({"data": [{"key", "value"}, ...]}). Carries the node it was made for.
 /// Elements without a key are dropped; an empty value is kept; a later
 /// duplicate key wins.
-class ZYRCONTROLLER_EXPORT BQueryAttributesHandler : public BReplyHandlerBase
-{
+class ZYRCONTROLLER_EXPORT BQueryAttributesHandler : public BReplyHandlerBase {
     Q_OBJECT
 public:
     explicit BQueryAttributesHandler(BActionFinishedCallerBase* caller,

@@ -4,9 +4,8 @@
 
 namespace Trelan::Oku::ZYRController {
 
-BQueryChildrenByInfoHandler::BQueryChildrenByInfoHandler(BActionFinishedCallerBase* caller,
-                                                         const QString& workspaceId, const QString& key,
-                                                         bool byPath)
+BQueryChildrenByInfoHandler::BQueryChildrenByInfoHandler(BActionFinishedCallerBase* caller, const QString& workspaceId,
+                                                         const QString& key, bool byPath)
     : BReplyHandlerBase(caller), m_workspaceId(workspaceId), m_key(key), m_byPath(byPath)
 {
 }

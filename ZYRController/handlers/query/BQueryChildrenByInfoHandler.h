@@ -13,12 +13,11 @@ namespace Trelan::Oku::ZYRController {
 /// Handler of the children listing of a folder named by id or by path
 /// ({"data": {"items": [file, ...]}}). The request's workspace id, key and
 /// key kind ride along for the owner, which places the answer in its tree.
-class ZYRCONTROLLER_EXPORT BQueryChildrenByInfoHandler : public BReplyHandlerBase
-{
+class ZYRCONTROLLER_EXPORT BQueryChildrenByInfoHandler : public BReplyHandlerBase {
     Q_OBJECT
 public:
-    BQueryChildrenByInfoHandler(BActionFinishedCallerBase* caller, const QString& workspaceId,
-                                const QString& key, bool byPath);
+    BQueryChildrenByInfoHandler(BActionFinishedCallerBase* caller, const QString& workspaceId, const QString& key,
+                                bool byPath);
     ~BQueryChildrenByInfoHandler() override;
 
     QString workspaceId() const;

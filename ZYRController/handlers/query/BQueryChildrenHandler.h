@@ -14,8 +14,7 @@ namespace Trelan::Oku::ZYRController {
 /// child gets the workspace id the request was made for. The folder is an
 /// optional shared copy carried for the transfer queue's folder download;
 /// the handler keeps it alive until it is destroyed.
-class ZYRCONTROLLER_EXPORT BQueryChildrenHandler : public BReplyHandlerBase
-{
+class ZYRCONTROLLER_EXPORT BQueryChildrenHandler : public BReplyHandlerBase {
     Q_OBJECT
 public:
     BQueryChildrenHandler(BActionFinishedCallerBase* caller, const QString& workspaceId,

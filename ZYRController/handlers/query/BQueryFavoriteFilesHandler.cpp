@@ -4,8 +4,7 @@
 
 namespace Trelan::Oku::ZYRController {
 
-BQueryFavoriteFilesHandler::BQueryFavoriteFilesHandler(BActionFinishedCallerBase* caller,
-                                                       const QString& workspaceId)
+BQueryFavoriteFilesHandler::BQueryFavoriteFilesHandler(BActionFinishedCallerBase* caller, const QString& workspaceId)
     : BReplyHandlerBase(caller), m_workspaceId(workspaceId)
 {
 }

@@ -12,8 +12,7 @@ namespace Trelan::Oku::ZYRController {
 
 /// Handler of a workspace's favourites listing ({"items": [file, ...]});
 /// the files get the workspace id the request was made for.
-class ZYRCONTROLLER_EXPORT BQueryFavoriteFilesHandler : public BReplyHandlerBase
-{
+class ZYRCONTROLLER_EXPORT BQueryFavoriteFilesHandler : public BReplyHandlerBase {
     Q_OBJECT
 public:
     BQueryFavoriteFilesHandler(BActionFinishedCallerBase* caller, const QString& workspaceId);

@@ -8,10 +8,8 @@ namespace Trelan::Oku::ZYRController {
 
 BQueryFileMetaHandler::BQueryFileMetaHandler(BActionFinishedCallerBase* caller, QWeakPointer<ZYRModel::MFile> file,
                                              const QString& queriedPath)
-    : BFileInfoHandlerBase(caller)
-    , m_targetFile(std::move(file))
-    , m_queriedPath(queriedPath)
-    , m_notifier(new BSyncWorker(this))
+    : BFileInfoHandlerBase(caller), m_targetFile(std::move(file)), m_queriedPath(queriedPath),
+      m_notifier(new BSyncWorker(this))
 {
 }
 

@@ -19,8 +19,7 @@ class ISyncWorker;
 /// child of the handler; a handler destroyed without having ended (a
 /// cancelled request, whose owner is never called) ends it then, so that no
 /// wait is left hanging.
-class ZYRCONTROLLER_EXPORT BQueryFileMetaHandler : public BFileInfoHandlerBase
-{
+class ZYRCONTROLLER_EXPORT BQueryFileMetaHandler : public BFileInfoHandlerBase {
     Q_OBJECT
 public:
     BQueryFileMetaHandler(BActionFinishedCallerBase* caller, QWeakPointer<ZYRModel::MFile> file,

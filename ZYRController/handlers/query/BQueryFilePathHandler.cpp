@@ -4,7 +4,7 @@
 
 namespace Trelan::Oku::ZYRController {
 
-BQueryFilePathHandler::BQueryFilePathHandler(BActionFinishedCallerBase* caller) : BReplyHandlerBase(caller) {}
+BQueryFilePathHandler::BQueryFilePathHandler(BActionFinishedCallerBase* caller) : BReplyHandlerBase(caller) { }
 
 BQueryFilePathHandler::~BQueryFilePathHandler() = default;
 

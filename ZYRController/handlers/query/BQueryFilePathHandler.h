@@ -20,8 +20,7 @@ class BFileTransferWorker;
 ///
 /// The transfer queue carries the context of the finished upload it asks
 /// about; the handler never dereferences those pointers.
-class ZYRCONTROLLER_EXPORT BQueryFilePathHandler : public BReplyHandlerBase
-{
+class ZYRCONTROLLER_EXPORT BQueryFilePathHandler : public BReplyHandlerBase {
     Q_OBJECT
 public:
     explicit BQueryFilePathHandler(BActionFinishedCallerBase* caller);

@@ -12,8 +12,7 @@ namespace Trelan::Oku::ZYRController {
 
 /// Handler of a file's thumbnail: keeps the image bytes as sent and the node
 /// they belong to.
-class ZYRCONTROLLER_EXPORT BQueryFileThumbnailHandler : public BReplyHandlerBase
-{
+class ZYRCONTROLLER_EXPORT BQueryFileThumbnailHandler : public BReplyHandlerBase {
     Q_OBJECT
 public:
     BQueryFileThumbnailHandler(BActionFinishedCallerBase* caller, QWeakPointer<ZYRModel::MFile> file);

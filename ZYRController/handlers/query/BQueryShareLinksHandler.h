@@ -12,8 +12,7 @@ namespace Trelan::Oku::ZYRController {
 
 /// Handler of a workspace's share-link listing ({"items": [link, ...]}).
 /// The workspace id rides along for the owner's signal.
-class ZYRCONTROLLER_EXPORT BQueryShareLinksHandler : public BReplyHandlerBase
-{
+class ZYRCONTROLLER_EXPORT BQueryShareLinksHandler : public BReplyHandlerBase {
     Q_OBJECT
 public:
     explicit BQueryShareLinksHandler(BActionFinishedCallerBase* caller, const QString& workspaceId = QString());

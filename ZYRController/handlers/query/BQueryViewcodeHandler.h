@@ -19,8 +19,7 @@ namespace Trelan::Oku::ZYRController {
 /// Handler of a document's viewcode query: a 200 JSON object becomes an
 /// MDocumentViewcode, owned by the handler until takeViewcode(true). The
 /// workspace id and the node ride along for the owner's signal.
-class ZYRCONTROLLER_EXPORT BQueryViewcodeHandler : public BReplyHandlerBase
-{
+class ZYRCONTROLLER_EXPORT BQueryViewcodeHandler : public BReplyHandlerBase {
     Q_OBJECT
 public:
     BQueryViewcodeHandler(BActionFinishedCallerBase* caller, const QString& workspaceId,

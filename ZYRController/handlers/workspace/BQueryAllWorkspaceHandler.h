@@ -14,8 +14,7 @@ namespace Trelan::Oku::ZYRController {
 /// list and deletes them with itself: owners copy what they need during
 /// their callback and never keep these pointers. The merge flag rides along
 /// for the owner.
-class ZYRCONTROLLER_EXPORT BQueryAllWorkspaceHandler : public BReplyHandlerBase
-{
+class ZYRCONTROLLER_EXPORT BQueryAllWorkspaceHandler : public BReplyHandlerBase {
     Q_OBJECT
 public:
     BQueryAllWorkspaceHandler(BActionFinishedCallerBase* caller, bool merge);

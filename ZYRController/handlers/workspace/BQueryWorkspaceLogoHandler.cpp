@@ -4,8 +4,7 @@
 
 namespace Trelan::Oku::ZYRController {
 
-BQueryWorkspaceLogoHandler::BQueryWorkspaceLogoHandler(BActionFinishedCallerBase* caller,
-                                                       const QString& workspaceId)
+BQueryWorkspaceLogoHandler::BQueryWorkspaceLogoHandler(BActionFinishedCallerBase* caller, const QString& workspaceId)
     : BReplyHandlerBase(caller), m_workspaceId(workspaceId)
 {
 }

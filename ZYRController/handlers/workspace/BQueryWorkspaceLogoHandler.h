@@ -8,8 +8,7 @@ namespace Trelan::Oku::ZYRController {
 
 /// Handler of the workspace-logo request: keeps the image bytes as sent and
 /// the workspace id it was asked for.
-class ZYRCONTROLLER_EXPORT BQueryWorkspaceLogoHandler : public BReplyHandlerBase
-{
+class ZYRCONTROLLER_EXPORT BQueryWorkspaceLogoHandler : public BReplyHandlerBase {
     Q_OBJECT
 public:
     BQueryWorkspaceLogoHandler(BActionFinishedCallerBase* caller, const QString& workspaceId);

@@ -6,8 +6,7 @@
 
 namespace Trelan::Oku::ZYRController {
 
-BQueryWorkspaceQuotaHandler::BQueryWorkspaceQuotaHandler(BActionFinishedCallerBase* caller,
-                                                         const QString& workspaceId)
+BQueryWorkspaceQuotaHandler::BQueryWorkspaceQuotaHandler(BActionFinishedCallerBase* caller, const QString& workspaceId)
     : BReplyHandlerBase(caller), m_workspaceId(workspaceId)
 {
 }

@@ -15,8 +15,7 @@ namespace Trelan::Oku::ZYRController {
 /// Handler of the workspace-quota request: a 200 JSON object becomes an
 /// MWorkspaceQuota, owned by the handler until takeQuota(true). The
 /// workspace id rides along for the owner.
-class ZYRCONTROLLER_EXPORT BQueryWorkspaceQuotaHandler : public BReplyHandlerBase
-{
+class ZYRCONTROLLER_EXPORT BQueryWorkspaceQuotaHandler : public BReplyHandlerBase {
     Q_OBJECT
 public:
     BQueryWorkspaceQuotaHandler(BActionFinishedCallerBase* caller, const QString& workspaceId);

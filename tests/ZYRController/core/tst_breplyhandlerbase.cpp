@@ -23,8 +23,7 @@ enum class Reader { None, RootObject, Envelope, Data, DataArray, DataObject };
 
 /// What a probe saw while parsing; lives outside the handler, which is gone
 /// when the test looks.
-struct ParseRecord
-{
+struct ParseRecord {
     int parseCalls = 0;
     bool readerResult = false;
     QJsonValue readerOut;
@@ -34,12 +33,11 @@ struct ParseRecord
 // Marks "out untouched" for the readers that leave it alone on failure.
 QJsonObject sentinel()
 {
-    return QJsonObject{{QStringLiteral("sentinel"), true}};
+    return QJsonObject{ { QStringLiteral("sentinel"), true } };
 }
 
 /// A handler that exposes the base's parse helpers.
-class ProbeHandler : public BReplyHandlerBase
-{
+class ProbeHandler : public BReplyHandlerBase {
     Q_OBJECT
 public:
     ProbeHandler(BActionFinishedCallerBase* caller, ParseRecord* record, Reader reader = Reader::None)
@@ -73,7 +71,7 @@ protected:
             break;
         }
         case Reader::DataArray: {
-            QJsonArray out{QStringLiteral("sentinel")};
+            QJsonArray out{ QStringLiteral("sentinel") };
             m_record->readerResult = readDataArray(out);
             m_record->readerOut = out;
             break;
@@ -95,14 +93,12 @@ private:
 
 /// A caller outside the template, counting calls and its own destruction
 /// in counters that outlive it.
-struct CallerCounters
-{
+struct CallerCounters {
     int finished = 0;
     int destroyed = 0;
 };
 
-class CountingCaller final : public BActionFinishedCallerBase
-{
+class CountingCaller final : public BActionFinishedCallerBase {
 public:
     explicit CountingCaller(CallerCounters* counters)
         : BActionFinishedCallerBase(&CountingCaller::deleteCaller), m_counters(counters)
@@ -111,8 +107,8 @@ public:
     ~CountingCaller() { ++m_counters->destroyed; }
 
     void onFinished(BReplyHandlerBase*) override { ++m_counters->finished; }
-    void onDownloadProgress(qint64, qint64) override {}
-    void onUploadProgress(qint64, qint64) override {}
+    void onDownloadProgress(qint64, qint64) override { }
+    void onUploadProgress(qint64, qint64) override { }
 
 private:
     static void deleteCaller(BActionFinishedCallerBase* caller) { delete static_cast<CountingCaller*>(caller); }
@@ -120,8 +116,7 @@ private:
 };
 
 /// An owner subclass: the override, not the base function, must be called.
-class OverridingOwner : public TestOwner
-{
+class OverridingOwner : public TestOwner {
 public:
     void onRequestFinished(BReplyHandlerBase*) override { ++overrideCalls; }
     int overrideCalls = 0;
@@ -137,8 +132,7 @@ QJsonValue parseJsonValue(const QByteArray& text)
 
 Q_DECLARE_METATYPE(Reader)
 
-class TestBReplyHandlerBase : public QObject
-{
+class TestBReplyHandlerBase : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
@@ -177,36 +171,34 @@ void TestBReplyHandlerBase::bodyReaders_data()
     QTest::newRow("root: not JSON") << Reader::RootObject << QByteArray("<html>") << false << untouched;
     QTest::newRow("root: empty body") << Reader::RootObject << QByteArray() << false << untouched;
 
-    QTest::newRow("envelope: code 0 with data") << Reader::Envelope << QByteArray(R"({"code":0,"data":{"id":"x"}})")
-                                                << true << QByteArray(R"({"id":"x"})");
-    QTest::newRow("envelope: code 0 without data") << Reader::Envelope << QByteArray(R"({"code":0,"id":"r"})") << true
-                                                   << QByteArray(R"({"code":0,"id":"r"})");
-    QTest::newRow("envelope: code 5 with data") << Reader::Envelope
-                                                << QByteArray(R"({"code":5,"data":{"id":"x"},"message":"no"})")
-                                                << false
-                                                << QByteArray(R"({"code":5,"data":{"id":"x"},"message":"no"})");
-    QTest::newRow("envelope: bare object") << Reader::Envelope << QByteArray(R"({"id":"x"})") << true
-                                           << QByteArray(R"({"id":"x"})");
+    QTest::newRow("envelope: code 0 with data")
+            << Reader::Envelope << QByteArray(R"({"code":0,"data":{"id":"x"}})") << true << QByteArray(R"({"id":"x"})");
+    QTest::newRow("envelope: code 0 without data")
+            << Reader::Envelope << QByteArray(R"({"code":0,"id":"r"})") << true << QByteArray(R"({"code":0,"id":"r"})");
+    QTest::newRow("envelope: code 5 with data")
+            << Reader::Envelope << QByteArray(R"({"code":5,"data":{"id":"x"},"message":"no"})") << false
+            << QByteArray(R"({"code":5,"data":{"id":"x"},"message":"no"})");
+    QTest::newRow("envelope: bare object")
+            << Reader::Envelope << QByteArray(R"({"id":"x"})") << true << QByteArray(R"({"id":"x"})");
     // Without "code" the object is no envelope, even with a "data" member.
     QTest::newRow("envelope: data without code") << Reader::Envelope << QByteArray(R"({"data":{"id":"x"},"n":1})")
                                                  << true << QByteArray(R"({"data":{"id":"x"},"n":1})");
-    QTest::newRow("envelope: code 0, data null") << Reader::Envelope << QByteArray(R"({"code":0,"data":null})")
-                                                 << true << QByteArray("{}");
+    QTest::newRow("envelope: code 0, data null")
+            << Reader::Envelope << QByteArray(R"({"code":0,"data":null})") << true << QByteArray("{}");
     QTest::newRow("envelope: array") << Reader::Envelope << QByteArray(R"([{"code":0}])") << false << untouched;
     QTest::newRow("envelope: not JSON") << Reader::Envelope << QByteArray("oops") << false << untouched;
 
     QTest::newRow("data: null") << Reader::Data << QByteArray(R"({"data":null})") << false << untouched;
     QTest::newRow("data: missing") << Reader::Data << QByteArray(R"({"items":[]})") << false << untouched;
-    QTest::newRow("data: false is a value") << Reader::Data << QByteArray(R"({"data":false})") << true
-                                            << QByteArray("false");
+    QTest::newRow("data: false is a value")
+            << Reader::Data << QByteArray(R"({"data":false})") << true << QByteArray("false");
     QTest::newRow("data: array") << Reader::Data << QByteArray(R"({"data":[1,2]})") << true << QByteArray("[1,2]");
 
     QTest::newRow("data array: object") << Reader::DataArray << QByteArray(R"({"data":{"a":1}})") << false
                                         << untouchedArray;
-    QTest::newRow("data array: empty array") << Reader::DataArray << QByteArray(R"({"data":[]})") << true
-                                             << QByteArray("[]");
-    QTest::newRow("data array: null") << Reader::DataArray << QByteArray(R"({"data":null})") << false
-                                      << untouchedArray;
+    QTest::newRow("data array: empty array")
+            << Reader::DataArray << QByteArray(R"({"data":[]})") << true << QByteArray("[]");
+    QTest::newRow("data array: null") << Reader::DataArray << QByteArray(R"({"data":null})") << false << untouchedArray;
 
     QTest::newRow("data object: empty") << Reader::DataObject << QByteArray(R"({"data":{}})") << false << untouched;
     QTest::newRow("data object: object") << Reader::DataObject << QByteArray(R"({"data":{"a":1}})") << true
@@ -493,8 +485,8 @@ void TestBReplyHandlerBase::callerForwardsProgressOnlyToSetFunctions()
     BActionFinishedCaller<TestOwner> noOwner(nullptr, nullptr, &TestOwner::onDownloadProgress);
     noOwner.onDownloadProgress(5, 5);
 
-    const QList<QPair<qint64, qint64>> expectedDownload{{3, 10}};
-    const QList<QPair<qint64, qint64>> expectedUpload{{7, 9}};
+    const QList<QPair<qint64, qint64>> expectedDownload{ { 3, 10 } };
+    const QList<QPair<qint64, qint64>> expectedUpload{ { 7, 9 } };
     QCOMPARE(owner.downloadProgress, expectedDownload);
     QCOMPARE(owner.uploadProgress, expectedUpload);
     QCOMPARE(owner.finishedCalls, 0);

@@ -10,8 +10,7 @@ using Trelan::Oku::ZYRTest::ScriptedReply;
 
 // The double stands in for the network in every reply-handling test, so
 // its event order and abort behaviour are checked here once.
-class TestScriptedReply : public QObject
-{
+class TestScriptedReply : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
@@ -56,7 +55,7 @@ void TestScriptedReply::deliversTheBodyInPieces()
     reply.start();
     QVERIFY(finished.wait(5000));
     QCOMPARE(received, QByteArray("abcdefgh"));
-    QCOMPARE(progress, (QList<qint64>{3, 6, 8}));
+    QCOMPARE(progress, (QList<qint64>{ 3, 6, 8 }));
 }
 
 void TestScriptedReply::reportsErrorBeforeFinished()
@@ -68,7 +67,7 @@ void TestScriptedReply::reportsErrorBeforeFinished()
     connect(&reply, &QNetworkReply::finished, this, [&] { order << QStringLiteral("finished"); });
 
     reply.start();
-    QTRY_COMPARE(order, (QStringList{QStringLiteral("error"), QStringLiteral("finished")}));
+    QTRY_COMPARE(order, (QStringList{ QStringLiteral("error"), QStringLiteral("finished") }));
     QCOMPARE(reply.error(), QNetworkReply::ContentNotFoundError);
     QCOMPARE(reply.errorString(), QStringLiteral("not here"));
 }

@@ -18,8 +18,7 @@ using namespace Trelan::Oku::ZYRController;
 using namespace Trelan::Oku::ZYRModel;
 using namespace Trelan::Oku::ZYRTest;
 
-class TestAccountHandlers : public QObject
-{
+class TestAccountHandlers : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
@@ -46,8 +45,8 @@ void TestAccountHandlers::loginBody_data()
                            << QStringLiteral("a1");
     QTest::newRow("empty object gives a blank token") << 200 << QByteArray("{}") << true << QString();
     // No envelope is unpacked for sign-in: the root is the token.
-    QTest::newRow("envelope is not unpacked") << 200 << QByteArray(R"({"code":0,"data":{"accessToken":"a2"}})")
-                                              << true << QString();
+    QTest::newRow("envelope is not unpacked")
+            << 200 << QByteArray(R"({"code":0,"data":{"accessToken":"a2"}})") << true << QString();
     QTest::newRow("array") << 200 << QByteArray("[]") << false << QString();
     QTest::newRow("not JSON") << 200 << QByteArray("token=a1") << false << QString();
     QTest::newRow("401") << 401 << QByteArray(R"({"accessToken":"a1"})") << false << QString();
@@ -80,13 +79,12 @@ void TestAccountHandlers::takeTokenWithoutReleaseKeepsOwnership()
     MToken* secondLook = nullptr;
     std::unique_ptr<MToken> released;
     auto* handler = new BLoginHandler(owner.caller());
-    QVERIFY(answer<BLoginHandler>(handler, owner, 200, QByteArray(R"({"accessToken":"a1"})"),
-                                  [&](BLoginHandler* h) {
-                                      borrowed = h->takeToken(false);
-                                      secondLook = h->takeToken(false);
-                                      released.reset(h->takeToken(true));
-                                      QVERIFY(!h->takeToken(true));
-                                  }));
+    QVERIFY(answer<BLoginHandler>(handler, owner, 200, QByteArray(R"({"accessToken":"a1"})"), [&](BLoginHandler* h) {
+        borrowed = h->takeToken(false);
+        secondLook = h->takeToken(false);
+        released.reset(h->takeToken(true));
+        QVERIFY(!h->takeToken(true));
+    }));
     QVERIFY(borrowed);
     QCOMPARE(secondLook, borrowed);
     QCOMPARE(released.get(), borrowed);
@@ -111,8 +109,8 @@ void TestAccountHandlers::userInfoBody_data()
     QTest::addColumn<bool>("hasUser");
     QTest::addColumn<QString>("userId");
 
-    QTest::newRow("user") << 200 << QByteArray(R"({"id":"u1","displayName":"Ann","avatarPaths":["/a.png"]})")
-                          << true << QStringLiteral("u1");
+    QTest::newRow("user") << 200 << QByteArray(R"({"id":"u1","displayName":"Ann","avatarPaths":["/a.png"]})") << true
+                          << QStringLiteral("u1");
     QTest::newRow("empty object gives a blank user") << 200 << QByteArray("{}") << true << QString();
     QTest::newRow("array") << 200 << QByteArray(R"([{"id":"u1"}])") << false << QString();
     QTest::newRow("500") << 500 << QByteArray(R"({"id":"u1"})") << false << QString();
@@ -172,8 +170,7 @@ void TestAccountHandlers::targetLoginTokenIsTheUnparsedBody_data()
     QTest::addColumn<QString>("loginToken");
 
     QTest::newRow("plain text") << 200 << QByteArray("tok-123") << QStringLiteral("tok-123");
-    QTest::newRow("JSON string keeps its quotes") << 200 << QByteArray("\"tok-123\"")
-                                                  << QStringLiteral("\"tok-123\"");
+    QTest::newRow("JSON string keeps its quotes") << 200 << QByteArray("\"tok-123\"") << QStringLiteral("\"tok-123\"");
     QTest::newRow("UTF-8 text") << 200 << QByteArray("t\xc3\xb6k") << QString::fromUtf8("t\xc3\xb6k");
     QTest::newRow("403") << 403 << QByteArray("tok-123") << QString();
 }
@@ -189,11 +186,10 @@ void TestAccountHandlers::targetLoginTokenIsTheUnparsedBody()
     QString seenLink;
     const QString link = QStringLiteral("https://viewer.example/doc?id=5");
     auto* handler = new BQueryTargetLoginTokenHandler(owner.caller(), link);
-    QVERIFY(answer<BQueryTargetLoginTokenHandler>(handler, owner, status, body,
-                                                  [&](BQueryTargetLoginTokenHandler* h) {
-                                                      seenToken = h->loginToken();
-                                                      seenLink = h->targetLink();
-                                                  }));
+    QVERIFY(answer<BQueryTargetLoginTokenHandler>(handler, owner, status, body, [&](BQueryTargetLoginTokenHandler* h) {
+        seenToken = h->loginToken();
+        seenLink = h->targetLink();
+    }));
     QCOMPARE(seenToken, loginToken);
     QCOMPARE(seenLink, link);
 }

@@ -39,8 +39,7 @@ FilePtr makeNode(const QString& name, const QString& id)
 
 } // namespace
 
-class TestDocumentChangeHandlers : public QObject
-{
+class TestDocumentChangeHandlers : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
@@ -67,8 +66,8 @@ void TestDocumentChangeHandlers::createFolder_data()
     QTest::addColumn<QByteArray>("body");
     QTest::addColumn<QString>("expectedId"); // null: no folder
 
-    QTest::newRow("root object is the folder") << 200 << QByteArray(R"({"id":"d1","name":"New","isFolder":true})")
-                                               << QStringLiteral("d1");
+    QTest::newRow("root object is the folder")
+            << 200 << QByteArray(R"({"id":"d1","name":"New","isFolder":true})") << QStringLiteral("d1");
     QTest::newRow("not JSON") << 200 << QByteArray("created") << QString();
     QTest::newRow("201 is not parsed") << 201 << QByteArray(R"({"id":"d1"})") << QString();
     QTest::newRow("409") << 409 << QByteArray(R"({"message":"exists"})") << QString();
@@ -93,7 +92,7 @@ void TestDocumentChangeHandlers::createFolder()
         QCOMPARE(h->parent().toStrongRef(), parent);
         QCOMPARE(h->newFolder().toStrongRef(), placeholder);
     }));
-    QCOMPARE(carried, (QStringList{QStringLiteral("w1"), QStringLiteral("New")}));
+    QCOMPARE(carried, (QStringList{ QStringLiteral("w1"), QStringLiteral("New") }));
     QCOMPARE(bool(folder), !expectedId.isNull());
     if (folder) {
         QCOMPARE(folder->getId(), expectedId);
@@ -106,8 +105,7 @@ void TestDocumentChangeHandlers::rename_data()
     QTest::addColumn<QByteArray>("body");
     QTest::addColumn<QString>("expectedName"); // null: no node
 
-    QTest::newRow("data object") << QByteArray(R"({"data":{"id":"f1","name":"new.dwg"}})")
-                                 << QStringLiteral("new.dwg");
+    QTest::newRow("data object") << QByteArray(R"({"data":{"id":"f1","name":"new.dwg"}})") << QStringLiteral("new.dwg");
     QTest::newRow("bare object is not enough") << QByteArray(R"({"id":"f1","name":"new.dwg"})") << QString();
     QTest::newRow("empty data") << QByteArray(R"({"data":{}})") << QString();
 }
@@ -128,7 +126,7 @@ void TestDocumentChangeHandlers::rename()
         names << h->oldName() << h->newName();
         QCOMPARE(h->targetFile().toStrongRef(), node);
     }));
-    QCOMPARE(names, (QStringList{QStringLiteral("old.dwg"), QStringLiteral("new.dwg")}));
+    QCOMPARE(names, (QStringList{ QStringLiteral("old.dwg"), QStringLiteral("new.dwg") }));
     QCOMPARE(bool(renamed), !expectedName.isNull());
     if (renamed)
         QCOMPARE(renamed->getFileName(), expectedName);
@@ -142,8 +140,8 @@ void TestDocumentChangeHandlers::copy_data()
     QTest::newRow("one copied") << QByteArray(R"({"data":{"success":[{"id":"c1","name":"a.dwg"}]}})")
                                 << QStringLiteral("c1");
     QTest::newRow("two listed: only the first is read")
-        << QByteArray(R"({"data":{"success":[{"id":"c1","name":"a.dwg"},{"id":"c2","name":"b.dwg"}]}})")
-        << QStringLiteral("c1");
+            << QByteArray(R"({"data":{"success":[{"id":"c1","name":"a.dwg"},{"id":"c2","name":"b.dwg"}]}})")
+            << QStringLiteral("c1");
     QTest::newRow("empty success array") << QByteArray(R"({"data":{"success":[],"failed":["f1"]}})") << QString();
     QTest::newRow("success at the root") << QByteArray(R"({"success":[{"id":"c1"}]})") << QString();
 }
@@ -161,7 +159,7 @@ void TestDocumentChangeHandlers::copy()
     QList<FilePtr> files;
     bool move = false;
     WeakFiles requested;
-    auto* handler = new BCopyFilesHandler(owner.caller(), QStringLiteral("w1"), source, target, {moved}, true);
+    auto* handler = new BCopyFilesHandler(owner.caller(), QStringLiteral("w1"), source, target, { moved }, true);
     QVERIFY(answer<BCopyFilesHandler>(handler, owner, 200, body, [&](BCopyFilesHandler* h) {
         file = h->file();
         files = h->files();
@@ -176,7 +174,7 @@ void TestDocumentChangeHandlers::copy()
     QCOMPARE(bool(file), !expectedId.isNull());
     if (file) {
         QCOMPARE(file->getId(), expectedId);
-        QCOMPARE(files, QList<FilePtr>{file}); // the same node, once
+        QCOMPARE(files, QList<FilePtr>{ file }); // the same node, once
     } else {
         QVERIFY(files.isEmpty());
     }
@@ -189,8 +187,8 @@ void TestDocumentChangeHandlers::delete__data()
     QTest::addColumn<bool>("success");
 
     QTest::newRow("one deleted") << 200 << QByteArray(R"({"successItems":["f1"]})") << true;
-    QTest::newRow("one deleted, others failed") << 200 << QByteArray(R"({"successItems":["f1"],"failedItems":["f2"]})")
-                                                << true;
+    QTest::newRow("one deleted, others failed")
+            << 200 << QByteArray(R"({"successItems":["f1"],"failedItems":["f2"]})") << true;
     QTest::newRow("none deleted") << 200 << QByteArray(R"({"successItems":[],"failedItems":["f1"]})") << false;
     QTest::newRow("no successItems") << 200 << QByteArray(R"({"result":"success"})") << false;
     QTest::newRow("successItems not an array") << 200 << QByteArray(R"({"successItems":"f1"})") << false;
@@ -208,7 +206,7 @@ void TestDocumentChangeHandlers::delete_()
     FilePtr doomed = makeNode(QStringLiteral("a.dwg"), QStringLiteral("f1"));
     bool seenSuccess = !success;
     WeakFiles carried;
-    auto* handler = new BDeleteFilesHandler(owner.caller(), QStringLiteral("w1"), parent, {doomed});
+    auto* handler = new BDeleteFilesHandler(owner.caller(), QStringLiteral("w1"), parent, { doomed });
     QVERIFY(answer<BDeleteFilesHandler>(handler, owner, status, body, [&](BDeleteFilesHandler* h) {
         seenSuccess = h->isSuccess();
         carried = h->filesToDelete();
@@ -227,7 +225,7 @@ void TestDocumentChangeHandlers::shareLinkCreateAndUpdate_data()
     QTest::addColumn<QString>("expectedToken"); // null: no link
 
     const QByteArray good(R"({"data":{"token":"t1","url":"https://s.example/t1","fileIds":["f1"]}})");
-    for (bool update : {false, true}) {
+    for (bool update : { false, true }) {
         const char* kind = update ? "update" : "create";
         QTest::addRow("%s: data object", kind) << update << good << QStringLiteral("t1");
         QTest::addRow("%s: empty data", kind) << update << QByteArray(R"({"data":{}})") << QString();
@@ -293,7 +291,7 @@ void TestDocumentChangeHandlers::addAttributes()
 
     TestOwner owner;
     FilePtr file = makeNode(QStringLiteral("a.dwg"), QStringLiteral("f1"));
-    const AttributeMap sent{{QStringLiteral("project"), QStringLiteral("P1")}};
+    const AttributeMap sent{ { QStringLiteral("project"), QStringLiteral("P1") } };
     bool seenSuccess = !success;
     AttributeMap seenAttributes;
     auto* handler = new BAddAttributesHandler(owner.caller(), file, sent);
@@ -309,7 +307,7 @@ void TestDocumentChangeHandlers::addAttributes()
 void TestDocumentChangeHandlers::addAttributesByPathCarriesItsKey()
 {
     TestOwner owner;
-    const AttributeMap sent{{QStringLiteral("k"), QStringLiteral("v")}};
+    const AttributeMap sent{ { QStringLiteral("k"), QStringLiteral("v") } };
     QStringList carried;
     AttributeMap seenAttributes;
     bool seenSuccess = false;
@@ -321,7 +319,7 @@ void TestDocumentChangeHandlers::addAttributesByPathCarriesItsKey()
                                                     seenAttributes = h->attributes();
                                                     seenSuccess = h->isSuccess();
                                                 }));
-    QCOMPARE(carried, (QStringList{QStringLiteral("w1"), QStringLiteral("/R/proj/sub/x.dwg")}));
+    QCOMPARE(carried, (QStringList{ QStringLiteral("w1"), QStringLiteral("/R/proj/sub/x.dwg") }));
     QCOMPARE(seenAttributes, sent);
     QVERIFY(seenSuccess);
 }
@@ -332,10 +330,10 @@ void TestDocumentChangeHandlers::bodylessRequestsSucceedOnStatusAlone_data()
     QTest::addColumn<int>("status");
     QTest::addColumn<QByteArray>("body");
 
-    for (const char* kind : {"add favourites", "remove favourites", "remove share links"}) {
+    for (const char* kind : { "add favourites", "remove favourites", "remove share links" }) {
         QTest::addRow("%s: 200, empty body", kind) << QString::fromLatin1(kind) << 200 << QByteArray();
-        QTest::addRow("%s: 200, failure text", kind) << QString::fromLatin1(kind) << 200
-                                                     << QByteArray(R"({"result":"failed"})");
+        QTest::addRow("%s: 200, failure text", kind)
+                << QString::fromLatin1(kind) << 200 << QByteArray(R"({"result":"failed"})");
         QTest::addRow("%s: 500", kind) << QString::fromLatin1(kind) << 500 << QByteArray();
     }
 }
@@ -350,7 +348,7 @@ void TestDocumentChangeHandlers::bodylessRequestsSucceedOnStatusAlone()
     FilePtr a = makeNode(QStringLiteral("a"), QStringLiteral("1"));
     FilePtr b = makeNode(QStringLiteral("b"), QStringLiteral("2"));
     auto link = QSharedPointer<MFileShareLink>::create();
-    const WeakFiles files{a, b};
+    const WeakFiles files{ a, b };
     bool statusOk = status != 200;
     QString workspaceId;
     int carriedCount = 0;
@@ -378,7 +376,7 @@ void TestDocumentChangeHandlers::bodylessRequestsSucceedOnStatusAlone()
     else if (kind == QLatin1String("remove favourites"))
         handler = new BRemoveFavoriteFilesHandler(owner.caller(), QStringLiteral("w1"), files);
     else
-        handler = new BRemoveShareLinksHandler(owner.caller(), QStringLiteral("w1"), {link});
+        handler = new BRemoveShareLinksHandler(owner.caller(), QStringLiteral("w1"), { link });
     QVERIFY(runToCompletion(handler, new ScriptedReply(status, body)));
 
     QCOMPARE(owner.finishedCalls, 1);
@@ -387,8 +385,6 @@ void TestDocumentChangeHandlers::bodylessRequestsSucceedOnStatusAlone()
     QCOMPARE(carriedCount, kind == QLatin1String("remove share links") ? 1 : 2);
     QVERIFY(identical);
 }
-
-
 
 QTEST_GUILESS_MAIN(TestDocumentChangeHandlers)
 #include "tst_documentchangehandlers.moc"

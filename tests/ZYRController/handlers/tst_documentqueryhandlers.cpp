@@ -50,10 +50,10 @@ FilePtr makeNode(const QString& name, const QString& id, bool isFolder = true)
 /// rest (children hold their parents only weakly).
 QList<FilePtr> makeChain(const QStringList& names)
 {
-    QList<FilePtr> nodes{makeNode(QStringLiteral("/"), QStringLiteral("root"))};
+    QList<FilePtr> nodes{ makeNode(QStringLiteral("/"), QStringLiteral("root")) };
     for (int i = 0; i < names.size(); ++i) {
         FilePtr node = makeNode(names.at(i), QStringLiteral("n%1").arg(i), i + 1 < names.size());
-        MFile::setChildren({node}, nodes.last());
+        MFile::setChildren({ node }, nodes.last());
         nodes.append(node);
     }
     return nodes;
@@ -74,8 +74,7 @@ QStringList names(const QList<FilePtr>& files)
 
 } // namespace
 
-class TestDocumentQueryHandlers : public QObject
-{
+class TestDocumentQueryHandlers : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
@@ -119,11 +118,11 @@ void TestDocumentQueryHandlers::children_data()
     QTest::newRow("two children") << 200
                                   << QByteArray(R"({"items":[{"id":"1","name":"a.dwg"},{"id":"2","name":"B",)"
                                                 R"("isFolder":true,"workspaceId":"other"}]})")
-                                  << QStringList{QStringLiteral("a.dwg"), QStringLiteral("B")};
+                                  << QStringList{ QStringLiteral("a.dwg"), QStringLiteral("B") };
     QTest::newRow("items is an object") << 200 << QByteArray(R"({"items":{"id":"1","name":"a"}})") << QStringList();
     QTest::newRow("items missing") << 200 << QByteArray(R"({"total":0})") << QStringList();
-    QTest::newRow("non-object elements skipped") << 200 << QByteArray(R"({"items":[3,{"id":"1","name":"a"}]})")
-                                                 << QStringList{QStringLiteral("a")};
+    QTest::newRow("non-object elements skipped")
+            << 200 << QByteArray(R"({"items":[3,{"id":"1","name":"a"}]})") << QStringList{ QStringLiteral("a") };
     QTest::newRow("not JSON") << 200 << QByteArray("items") << QStringList();
     QTest::newRow("500") << 500 << QByteArray(R"({"items":[{"id":"1","name":"a"}]})") << QStringList();
 }
@@ -169,7 +168,7 @@ void TestDocumentQueryHandlers::childrenByInfo_data()
     QTest::addColumn<QStringList>("expected");
 
     QTest::newRow("data items") << QByteArray(R"({"data":{"items":[{"id":"1","name":"a"},{"id":"2","name":"b"}]}})")
-                                << QStringList{QStringLiteral("a"), QStringLiteral("b")};
+                                << QStringList{ QStringLiteral("a"), QStringLiteral("b") };
     QTest::newRow("items at the root") << QByteArray(R"({"items":[{"id":"1","name":"a"}]})") << QStringList();
     QTest::newRow("data items not an array") << QByteArray(R"({"data":{"items":{"id":"1"}}})") << QStringList();
     QTest::newRow("empty data") << QByteArray(R"({"data":{}})") << QStringList();
@@ -207,7 +206,7 @@ void TestDocumentQueryHandlers::favorites_data()
     QTest::addColumn<QStringList>("expected");
 
     QTest::newRow("two favourites") << QByteArray(R"({"items":[{"id":"1","name":"a"},{"id":"2","name":"b"}]})")
-                                    << QStringList{QStringLiteral("a"), QStringLiteral("b")};
+                                    << QStringList{ QStringLiteral("a"), QStringLiteral("b") };
     QTest::newRow("empty array") << QByteArray(R"({"items":[]})") << QStringList();
     QTest::newRow("empty body") << QByteArray() << QStringList();
 }
@@ -227,7 +226,6 @@ void TestDocumentQueryHandlers::favorites()
         QCOMPARE(file->getWorkspaceId(), QStringLiteral("w3"));
 }
 
-
 void TestDocumentQueryHandlers::fileMeta_data()
 {
     QTest::addColumn<int>("status");
@@ -238,8 +236,7 @@ void TestDocumentQueryHandlers::fileMeta_data()
                                  << QStringLiteral("f1");
     QTest::newRow("envelope") << 200 << QByteArray(R"({"code":0,"data":{"id":"f2","name":"a.dwg"}})")
                               << QStringLiteral("f2");
-    QTest::newRow("envelope reporting an error") << 200 << QByteArray(R"({"code":404,"message":"gone"})")
-                                                 << QString();
+    QTest::newRow("envelope reporting an error") << 200 << QByteArray(R"({"code":404,"message":"gone"})") << QString();
     QTest::newRow("not JSON") << 200 << QByteArray("<html/>") << QString();
     QTest::newRow("404") << 404 << QByteArray(R"({"id":"f1"})") << QString();
 }
@@ -305,15 +302,16 @@ void TestDocumentQueryHandlers::ancestorPath_data()
 
     QTest::newRow("/, A, B") << QByteArray(R"({"data":{"parents":[{"fileId":"1","name":"/"},)"
                                            R"({"fileId":"7","name":"A"},{"fileId":"9","name":"B"}]}})")
-                             << QStringLiteral("/A/B") << QStringList{QStringLiteral("7"), QStringLiteral("9")}
-                             << QStringList{QStringLiteral("A"), QStringLiteral("B")};
-    QTest::newRow("numeric ids") << QByteArray(R"({"data":{"parents":[{"fileId":1,"name":"/"},{"fileId":7,"name":"A"}]}})")
-                                 << QStringLiteral("/A") << QStringList{QStringLiteral("7")}
-                                 << QStringList{QStringLiteral("A")};
+                             << QStringLiteral("/A/B") << QStringList{ QStringLiteral("7"), QStringLiteral("9") }
+                             << QStringList{ QStringLiteral("A"), QStringLiteral("B") };
+    QTest::newRow("numeric ids") << QByteArray(
+            R"({"data":{"parents":[{"fileId":1,"name":"/"},{"fileId":7,"name":"A"}]}})")
+                                 << QStringLiteral("/A") << QStringList{ QStringLiteral("7") }
+                                 << QStringList{ QStringLiteral("A") };
     QTest::newRow("incomplete entries skipped")
-        << QByteArray(R"({"data":{"parents":[{},{"fileId":"7"},{"name":"X"},{"fileId":"","name":"Y"},)"
-                      R"({"fileId":"9","name":"B"}]}})")
-        << QStringLiteral("/B") << QStringList{QStringLiteral("9")} << QStringList{QStringLiteral("B")};
+            << QByteArray(R"({"data":{"parents":[{},{"fileId":"7"},{"name":"X"},{"fileId":"","name":"Y"},)"
+                          R"({"fileId":"9","name":"B"}]}})")
+            << QStringLiteral("/B") << QStringList{ QStringLiteral("9") } << QStringList{ QStringLiteral("B") };
     QTest::newRow("empty parents") << QByteArray(R"({"data":{"parents":[]}})") << QString() << QStringList()
                                    << QStringList();
     QTest::newRow("parents at the root") << QByteArray(R"({"parents":[{"fileId":"7","name":"A"}]})") << QString()
@@ -357,13 +355,13 @@ void TestDocumentQueryHandlers::filePathById_data()
                              << QStringLiteral("7/9") << QStringLiteral("A/B") << QStringLiteral("7")
                              << QStringLiteral("A");
     QTest::newRow("root last: parents equal the full chains")
-        << QByteArray(R"({"path":[{"id":"7","name":"A"},{"id":"9","name":"B"},{"id":"1","name":"/"}]})")
-        << QStringLiteral("7/9") << QStringLiteral("A/B") << QStringLiteral("7/9") << QStringLiteral("A/B");
+            << QByteArray(R"({"path":[{"id":"7","name":"A"},{"id":"9","name":"B"},{"id":"1","name":"/"}]})")
+            << QStringLiteral("7/9") << QStringLiteral("A/B") << QStringLiteral("7/9") << QStringLiteral("A/B");
     QTest::newRow("one element") << QByteArray(R"({"path":[{"id":"7","name":"A"}]})") << QStringLiteral("7")
                                  << QStringLiteral("A") << QString() << QString();
     QTest::newRow("non-object elements skipped")
-        << QByteArray(R"({"path":[{"id":"7","name":"A"},"x",{"id":"9","name":"B"}]})") << QStringLiteral("7/9")
-        << QStringLiteral("A/B") << QStringLiteral("7") << QStringLiteral("A");
+            << QByteArray(R"({"path":[{"id":"7","name":"A"},"x",{"id":"9","name":"B"}]})") << QStringLiteral("7/9")
+            << QStringLiteral("A/B") << QStringLiteral("7") << QStringLiteral("A");
     QTest::newRow("path not an array") << QByteArray(R"({"path":"/A/B"})") << QString() << QString() << QString()
                                        << QString();
     QTest::newRow("data envelope is not read") << QByteArray(R"({"data":{"path":[{"id":"7","name":"A"}]}})")
@@ -384,9 +382,8 @@ void TestDocumentQueryHandlers::filePathById()
     QVERIFY(answer<BQueryFilePathHandler>(handler, owner, 200, body, [&](BQueryFilePathHandler* h) {
         seen << h->idPath() << h->namePath() << h->parentIdPath() << h->parentNamePath();
     }));
-    QCOMPARE(seen, (QStringList{idPath, namePath, parentIdPath, parentNamePath}));
+    QCOMPARE(seen, (QStringList{ idPath, namePath, parentIdPath, parentNamePath }));
 }
-
 
 void TestDocumentQueryHandlers::attributes_data()
 {
@@ -394,15 +391,15 @@ void TestDocumentQueryHandlers::attributes_data()
     QTest::addColumn<AttributeMap>("expected");
 
     QTest::newRow("pairs") << QByteArray(R"({"data":[{"key":"project","value":"P1"},{"key":"phase","value":"2"}]})")
-                           << AttributeMap{{QStringLiteral("project"), QStringLiteral("P1")},
-                                           {QStringLiteral("phase"), QStringLiteral("2")}};
+                           << AttributeMap{ { QStringLiteral("project"), QStringLiteral("P1") },
+                                            { QStringLiteral("phase"), QStringLiteral("2") } };
     QTest::newRow("later duplicate wins") << QByteArray(R"({"data":[{"key":"k","value":"1"},{"key":"k","value":"2"}]})")
-                                          << AttributeMap{{QStringLiteral("k"), QStringLiteral("2")}};
+                                          << AttributeMap{ { QStringLiteral("k"), QStringLiteral("2") } };
     QTest::newRow("empty key dropped, empty value kept")
-        << QByteArray(R"({"data":[{"key":"","value":"x"},{"key":"k","value":""}]})")
-        << AttributeMap{{QStringLiteral("k"), QString()}};
+            << QByteArray(R"({"data":[{"key":"","value":"x"},{"key":"k","value":""}]})")
+            << AttributeMap{ { QStringLiteral("k"), QString() } };
     QTest::newRow("missing key or value dropped")
-        << QByteArray(R"({"data":[{"value":"x"},{"key":"k"},{"key":"n","value":null},{},7]})") << AttributeMap();
+            << QByteArray(R"({"data":[{"value":"x"},{"key":"k"},{"key":"n","value":null},{},7]})") << AttributeMap();
     QTest::newRow("data is an object") << QByteArray(R"({"data":{"key":"k","value":"v"}})") << AttributeMap();
     QTest::newRow("no data") << QByteArray(R"([{"key":"k","value":"v"}])") << AttributeMap();
 }
@@ -414,7 +411,7 @@ void TestDocumentQueryHandlers::attributes()
 
     TestOwner owner;
     FilePtr child = makeNode(QStringLiteral("a.dwg"), QStringLiteral("c1"), false);
-    AttributeMap seen{{QStringLiteral("unset"), QStringLiteral("unset")}};
+    AttributeMap seen{ { QStringLiteral("unset"), QStringLiteral("unset") } };
     FilePtr seenChild;
     auto* handler = new BQueryAttributesHandler(owner.caller(), child);
     QVERIFY(answer<BQueryAttributesHandler>(handler, owner, 200, body, [&](BQueryAttributesHandler* h) {
@@ -497,12 +494,12 @@ void TestDocumentQueryHandlers::memberPrivilegeThresholds_data()
     QTest::addColumn<QByteArray>("maxPrivilegeValue");
     QTest::addColumn<QStringList>("expected");
 
-    const QStringList all{QStringLiteral("enter"),  QStringLiteral("view"),   QStringLiteral("download"),
-                          QStringLiteral("create"), QStringLiteral("update"), QStringLiteral("delete"),
-                          QStringLiteral("grant")};
+    const QStringList all{ QStringLiteral("enter"),  QStringLiteral("view"),   QStringLiteral("download"),
+                           QStringLiteral("create"), QStringLiteral("update"), QStringLiteral("delete"),
+                           QStringLiteral("grant") };
     QTest::newRow("-1") << QByteArray("-1") << QStringList();
     // Each threshold and the value just below it.
-    const QList<qint64> thresholds{1, 7, 47, 45359, 48943, 1425199, 5619503};
+    const QList<qint64> thresholds{ 1, 7, 47, 45359, 48943, 1425199, 5619503 };
     for (int i = 0; i < thresholds.size(); ++i) {
         const qint64 t = thresholds.at(i);
         QTest::addRow("%lld", t - 1) << QByteArray::number(t - 1) << all.mid(0, i);
@@ -521,11 +518,11 @@ void TestDocumentQueryHandlers::memberPrivilegeThresholds()
     QFETCH(QStringList, expected);
 
     const QByteArray entry = maxPrivilegeValue.isEmpty()
-        ? QByteArray(R"({"authorityId":"u1","role":"MEMBER"})")
-        : R"({"authorityId":"u1","role":"MEMBER","maxPrivilegeValue":)" + maxPrivilegeValue + "}";
-    const QList<FilePtr> chain = makeChain({QStringLiteral("Design"), QStringLiteral("a.dwg")});
+            ? QByteArray(R"({"authorityId":"u1","role":"MEMBER"})")
+            : R"({"authorityId":"u1","role":"MEMBER","maxPrivilegeValue":)" + maxPrivilegeValue + "}";
+    const QList<FilePtr> chain = makeChain({ QStringLiteral("Design"), QStringLiteral("a.dwg") });
     TestOwner owner;
-    QStringList privileges{QStringLiteral("unset")};
+    QStringList privileges{ QStringLiteral("unset") };
     bool set = false;
     auto* handler = new BGetFilePrivilegeHandler(owner.caller(), QStringLiteral("u1"), chain.at(1), chain.last());
     QVERIFY(answer<BGetFilePrivilegeHandler>(handler, owner, 200, authorityList(entry),
@@ -542,22 +539,21 @@ void TestDocumentQueryHandlers::privilegeEntrySelection_data()
     QTest::addColumn<QByteArray>("entries");
     QTest::addColumn<QStringList>("expected");
 
-    const QStringList all{QStringLiteral("enter"),  QStringLiteral("view"),   QStringLiteral("download"),
-                          QStringLiteral("create"), QStringLiteral("update"), QStringLiteral("delete"),
-                          QStringLiteral("grant")};
+    const QStringList all{ QStringLiteral("enter"),  QStringLiteral("view"),   QStringLiteral("download"),
+                           QStringLiteral("create"), QStringLiteral("update"), QStringLiteral("delete"),
+                           QStringLiteral("grant") };
     QTest::newRow("CREATOR") << QByteArray(R"({"authorityId":"u1","role":"CREATOR","maxPrivilegeValue":1})") << all;
     QTest::newRow("ADMIN") << QByteArray(R"({"authorityId":"u1","role":"ADMIN"})") << all;
-    QTest::newRow("OWNER is no known role") << QByteArray(R"({"authorityId":"u1","role":"OWNER","maxPrivilegeValue":47})")
-                                            << QStringList();
-    QTest::newRow("roles are case-sensitive") << QByteArray(R"({"authorityId":"u1","role":"admin"})")
-                                              << QStringList();
-    QTest::newRow("first matching entry wins")
-        << QByteArray(R"({"authorityId":"u1","role":"MEMBER","maxPrivilegeValue":7},{"authorityId":"u1","role":"ADMIN"})")
-        << QStringList{QStringLiteral("enter"), QStringLiteral("view")};
+    QTest::newRow("OWNER is no known role")
+            << QByteArray(R"({"authorityId":"u1","role":"OWNER","maxPrivilegeValue":47})") << QStringList();
+    QTest::newRow("roles are case-sensitive") << QByteArray(R"({"authorityId":"u1","role":"admin"})") << QStringList();
+    QTest::newRow("first matching entry wins") << QByteArray(
+            R"({"authorityId":"u1","role":"MEMBER","maxPrivilegeValue":7},{"authorityId":"u1","role":"ADMIN"})")
+                                               << QStringList{ QStringLiteral("enter"), QStringLiteral("view") };
     QTest::newRow("other authorities ignored")
-        << QByteArray(R"({"authorityId":"u2","role":"ADMIN"},"junk",{},{"authorityId":"u1","role":"MEMBER",)"
-                      R"("maxPrivilegeValue":47})")
-        << QStringList{QStringLiteral("enter"), QStringLiteral("view"), QStringLiteral("download")};
+            << QByteArray(R"({"authorityId":"u2","role":"ADMIN"},"junk",{},{"authorityId":"u1","role":"MEMBER",)"
+                          R"("maxPrivilegeValue":47})")
+            << QStringList{ QStringLiteral("enter"), QStringLiteral("view"), QStringLiteral("download") };
     QTest::newRow("no matching entry") << QByteArray(R"({"authorityId":"u2","role":"ADMIN"})") << QStringList();
     QTest::newRow("empty list") << QByteArray() << QStringList();
 }
@@ -567,9 +563,9 @@ void TestDocumentQueryHandlers::privilegeEntrySelection()
     QFETCH(QByteArray, entries);
     QFETCH(QStringList, expected);
 
-    const QList<FilePtr> chain = makeChain({QStringLiteral("Design"), QStringLiteral("a.dwg")});
+    const QList<FilePtr> chain = makeChain({ QStringLiteral("Design"), QStringLiteral("a.dwg") });
     TestOwner owner;
-    QStringList privileges{QStringLiteral("unset")};
+    QStringList privileges{ QStringLiteral("unset") };
     auto* handler = new BGetFilePrivilegeHandler(owner.caller(), QStringLiteral("u1"), chain.at(1), chain.last());
     QVERIFY(answer<BGetFilePrivilegeHandler>(handler, owner, 200, authorityList(entries),
                                              [&](BGetFilePrivilegeHandler* h) { privileges = h->privileges(); }));
@@ -594,10 +590,10 @@ void TestDocumentQueryHandlers::privilegesLeftUnset()
     QFETCH(QByteArray, body);
     QFETCH(bool, fileAlive);
 
-    QList<FilePtr> chain = makeChain({QStringLiteral("Design"), QStringLiteral("a.dwg")});
+    QList<FilePtr> chain = makeChain({ QStringLiteral("Design"), QStringLiteral("a.dwg") });
     TestOwner owner;
     bool set = true;
-    QStringList privileges{QStringLiteral("unset")};
+    QStringList privileges{ QStringLiteral("unset") };
     bool sawFile = fileAlive;
     auto* handler = new BGetFilePrivilegeHandler(owner.caller(), QStringLiteral("u1"), chain.at(1), chain.last());
     if (!fileAlive)
@@ -616,23 +612,23 @@ void TestDocumentQueryHandlers::privilegesLeftUnset()
 void TestDocumentQueryHandlers::applicationDataFolder_data()
 {
     QTest::addColumn<QStringList>("path"); // below the root; the last is the file
-    QTest::addColumn<bool>("parentless");  // the file alone, without a tree
+    QTest::addColumn<bool>("parentless"); // the file alone, without a tree
     QTest::addColumn<QByteArray>("body");
     QTest::addColumn<QStringList>("expected");
 
-    const QStringList appData{QStringLiteral("view"), QStringLiteral("download"), QStringLiteral("grant")};
+    const QStringList appData{ QStringLiteral("view"), QStringLiteral("download"), QStringLiteral("grant") };
     const QByteArray none = authorityList(R"({"authorityId":"u1","role":"OWNER"})");
-    QTest::newRow("file in the folder, body not JSON") << QStringList{appDataName(), QStringLiteral("x.cfg")} << false
-                                                       << QByteArray("<<not json>>") << appData;
+    QTest::newRow("file in the folder, body not JSON")
+            << QStringList{ appDataName(), QStringLiteral("x.cfg") } << false << QByteArray("<<not json>>") << appData;
     QTest::newRow("deeper, body grants nothing")
-        << QStringList{appDataName(), QStringLiteral("cfg"), QStringLiteral("sub"), QStringLiteral("x.cfg")} << false
-        << none << appData;
-    QTest::newRow("the top-level folder itself") << QStringList{appDataName()} << false << QByteArray() << appData;
-    QTest::newRow("parentless node of that name") << QStringList{appDataName()} << true << QByteArray() << appData;
+            << QStringList{ appDataName(), QStringLiteral("cfg"), QStringLiteral("sub"), QStringLiteral("x.cfg") }
+            << false << none << appData;
+    QTest::newRow("the top-level folder itself") << QStringList{ appDataName() } << false << QByteArray() << appData;
+    QTest::newRow("parentless node of that name") << QStringList{ appDataName() } << true << QByteArray() << appData;
     QTest::newRow("same name below another folder")
-        << QStringList{QStringLiteral("Design"), appDataName(), QStringLiteral("x.cfg")} << false << none
-        << QStringList();
-    QTest::newRow("similar name") << QStringList{appDataName() + QStringLiteral("2"), QStringLiteral("x.cfg")}
+            << QStringList{ QStringLiteral("Design"), appDataName(), QStringLiteral("x.cfg") } << false << none
+            << QStringList();
+    QTest::newRow("similar name") << QStringList{ appDataName() + QStringLiteral("2"), QStringLiteral("x.cfg") }
                                   << false << none << QStringList();
 }
 
@@ -645,14 +641,14 @@ void TestDocumentQueryHandlers::applicationDataFolder()
 
     QList<FilePtr> chain;
     if (parentless)
-        chain = {makeNode(path.last(), QStringLiteral("lone"))};
+        chain = { makeNode(path.last(), QStringLiteral("lone")) };
     else
         chain = makeChain(path);
     FilePtr file = chain.last();
     FilePtr parent = file->getParent();
 
     TestOwner owner;
-    QStringList privileges{QStringLiteral("unset")};
+    QStringList privileges{ QStringLiteral("unset") };
     auto* handler = new BGetFilePrivilegeHandler(owner.caller(), QStringLiteral("u1"), parent, file);
     QVERIFY(answer<BGetFilePrivilegeHandler>(handler, owner, 200, body,
                                              [&](BGetFilePrivilegeHandler* h) { privileges = h->privileges(); }));
@@ -664,7 +660,7 @@ void TestDocumentQueryHandlers::cancelledPrivilegeQueryStillEndsItsWait()
     // The owner never hears of a cancelled request, so nobody would end the
     // wait for it; the handler ends it when it goes.
     TestOwner owner;
-    const QList<FilePtr> chain = makeChain({QStringLiteral("a.dwg")});
+    const QList<FilePtr> chain = makeChain({ QStringLiteral("a.dwg") });
     auto* handler = new BGetFilePrivilegeHandler(owner.caller(), QStringLiteral("u1"), chain.first(), chain.last());
     QSignalSpy ended(handler->notifier(), &ISyncWorker::ended);
     QSignalSpy destroyed(handler, &QObject::destroyed);

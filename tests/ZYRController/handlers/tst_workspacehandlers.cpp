@@ -16,8 +16,7 @@ using namespace Trelan::Oku::ZYRController;
 using namespace Trelan::Oku::ZYRModel;
 using namespace Trelan::Oku::ZYRTest;
 
-class TestWorkspaceHandlers : public QObject
-{
+class TestWorkspaceHandlers : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
@@ -36,8 +35,8 @@ void TestWorkspaceHandlers::workspaceList_data()
     QTest::addColumn<QStringList>("ids");
 
     QTest::newRow("two, in answer order")
-        << 200 << QByteArray(R"({"items":[{"id":"w2","name":"B"},{"id":"w1","name":"A","isDefault":true}]})") << true
-        << QStringList{QStringLiteral("w2"), QStringLiteral("w1")};
+            << 200 << QByteArray(R"({"items":[{"id":"w2","name":"B"},{"id":"w1","name":"A","isDefault":true}]})")
+            << true << QStringList{ QStringLiteral("w2"), QStringLiteral("w1") };
     QTest::newRow("no workspaces") << 200 << QByteArray(R"({"items":[]})") << false << QStringList();
     QTest::newRow("not an object") << 200 << QByteArray(R"([{"id":"w1"}])") << false << QStringList();
     QTest::newRow("500") << 500 << QByteArray(R"({"items":[{"id":"w1"}]})") << true << QStringList();
@@ -71,12 +70,12 @@ void TestWorkspaceHandlers::workspaceListCopiesSurviveTheHandler()
     TestOwner owner;
     std::unique_ptr<MWorkspace> copy;
     auto* handler = new BQueryAllWorkspaceHandler(owner.caller(), false);
-    QVERIFY(answer<BQueryAllWorkspaceHandler>(
-        handler, owner, 200, QByteArray(R"({"items":[{"id":"w1","name":"Alpha","isDefault":true}]})"),
-        [&](BQueryAllWorkspaceHandler* h) {
-            QCOMPARE(h->workspaces()->size(), 1);
-            copy = std::make_unique<MWorkspace>(*h->workspaces()->first());
-        }));
+    QVERIFY(answer<BQueryAllWorkspaceHandler>(handler, owner, 200,
+                                              QByteArray(R"({"items":[{"id":"w1","name":"Alpha","isDefault":true}]})"),
+                                              [&](BQueryAllWorkspaceHandler* h) {
+                                                  QCOMPARE(h->workspaces()->size(), 1);
+                                                  copy = std::make_unique<MWorkspace>(*h->workspaces()->first());
+                                              }));
     QVERIFY(copy);
     QCOMPARE(copy->getName(), QStringLiteral("Alpha"));
     QVERIFY(copy->isDefaultWorkspace());
@@ -117,8 +116,6 @@ void TestWorkspaceHandlers::quota()
     if (quota)
         QCOMPARE(quota->getUsedSize(), usedSize);
 }
-
-
 
 QTEST_GUILESS_MAIN(TestWorkspaceHandlers)
 #include "tst_workspacehandlers.moc"

@@ -30,7 +30,7 @@ void ScriptedReply::setStatusCode(int statusCode)
 
 void ScriptedReply::setHeader(const QByteArray& name, const QByteArray& value)
 {
-    m_headers.append({name, value});
+    m_headers.append({ name, value });
 }
 
 void ScriptedReply::setBody(const QByteArray& body)
@@ -110,7 +110,8 @@ qint64 ScriptedReply::readData(char* data, qint64 maxSize)
 void ScriptedReply::scheduleStep()
 {
     // `this` as context: steps still queued when the reply is deleted are dropped.
-    QMetaObject::invokeMethod(this, [this] { step(); }, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(
+            this, [this] { step(); }, Qt::QueuedConnection);
 }
 
 void ScriptedReply::step()

@@ -21,8 +21,7 @@ namespace Trelan::Oku::ZYRTest {
 ///
 /// The reply has no parent unless given one; a reply handed to a handler is
 /// deleted by the handler when it finishes.
-class ScriptedReply : public QNetworkReply
-{
+class ScriptedReply : public QNetworkReply {
     Q_OBJECT
 public:
     explicit ScriptedReply(QObject* parent = nullptr);

@@ -15,8 +15,7 @@ namespace Trelan::Oku::ZYRTest {
 /// The object that asks for requests in the handler tests. Its callback is
 /// virtual, as the real owners' onXxxFinished are; `inspect` lets a test
 /// read the handler during the call, the only time the handler may be read.
-class TestOwner
-{
+class TestOwner {
 public:
     virtual ~TestOwner() = default;
 
@@ -27,8 +26,8 @@ public:
             inspect(handler);
     }
 
-    void onDownloadProgress(qint64 received, qint64 total) { downloadProgress.append({received, total}); }
-    void onUploadProgress(qint64 sent, qint64 total) { uploadProgress.append({sent, total}); }
+    void onDownloadProgress(qint64 received, qint64 total) { downloadProgress.append({ received, total }); }
+    void onUploadProgress(qint64 sent, qint64 total) { uploadProgress.append({ sent, total }); }
 
     /// A new caller whose finished function is onRequestFinished; the
     /// handler that receives it owns it.

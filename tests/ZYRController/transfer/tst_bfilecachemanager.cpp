@@ -16,8 +16,7 @@ using Trelan::Oku::ZYRCommon::CacheItemDBManager;
 using Trelan::Oku::ZYRModel::MFile;
 using Trelan::Oku::ZYRModel::MFileCacheItem;
 
-class TestBFileCacheManager : public QObject
-{
+class TestBFileCacheManager : public QObject {
     Q_OBJECT
 
 private:
@@ -43,7 +42,7 @@ private:
 
     int storedRecords(const QString& fileId)
     {
-        CacheItemDBManager store{QString(), QString()};
+        CacheItemDBManager store{ QString(), QString() };
         QList<MFileCacheItem> items;
         store.getCacheItems(fileId, items);
         return static_cast<int>(items.size());
@@ -96,7 +95,8 @@ private Q_SLOTS:
         BFileCacheManager cache;
         MFileCacheItem out;
         QVERIFY(!cache.getCacheItem(QWeakPointer<MFile>(), out, QString(), QString()));
-        QVERIFY(!cache.getCacheItem(cloudFile(QStringLiteral("unknown"), QStringLiteral("d")), out, QString(), QString()));
+        QVERIFY(!cache.getCacheItem(cloudFile(QStringLiteral("unknown"), QStringLiteral("d")), out, QString(),
+                                    QString()));
     }
 
     void touchedCopyIsDropped()
@@ -130,8 +130,10 @@ private Q_SLOTS:
     void newCloudVersionDropsOldRecords()
     {
         BFileCacheManager cache;
-        QVERIFY(cache.addCacheItem(QStringLiteral("f1"), QStringLiteral("old"), writeFile(QStringLiteral("a/plan.dwg"))));
-        QVERIFY(cache.addCacheItem(QStringLiteral("f1"), QStringLiteral("old"), writeFile(QStringLiteral("b/plan.dwg"))));
+        QVERIFY(cache.addCacheItem(QStringLiteral("f1"), QStringLiteral("old"),
+                                   writeFile(QStringLiteral("a/plan.dwg"))));
+        QVERIFY(cache.addCacheItem(QStringLiteral("f1"), QStringLiteral("old"),
+                                   writeFile(QStringLiteral("b/plan.dwg"))));
         QCOMPARE(storedRecords(QStringLiteral("f1")), 2);
 
         MFileCacheItem out;
@@ -142,8 +144,10 @@ private Q_SLOTS:
     void staleRecordsGoValidOnesStay()
     {
         BFileCacheManager cache;
-        QVERIFY(cache.addCacheItem(QStringLiteral("f1"), QStringLiteral("old"), writeFile(QStringLiteral("a/plan.dwg"))));
-        QVERIFY(cache.addCacheItem(QStringLiteral("f1"), QStringLiteral("d1"), writeFile(QStringLiteral("b/plan.dwg"))));
+        QVERIFY(cache.addCacheItem(QStringLiteral("f1"), QStringLiteral("old"),
+                                   writeFile(QStringLiteral("a/plan.dwg"))));
+        QVERIFY(cache.addCacheItem(QStringLiteral("f1"), QStringLiteral("d1"),
+                                   writeFile(QStringLiteral("b/plan.dwg"))));
 
         MFileCacheItem out;
         QVERIFY(cache.getCacheItem(cloudFile(QStringLiteral("f1"), QStringLiteral("d1")), out, QString(), QString()));
@@ -159,14 +163,14 @@ private Q_SLOTS:
 
         QTest::newRow("no preference: first valid") << QString() << QString() << QStringLiteral("a/plan.dwg");
         QTest::newRow("second directory") << QStringLiteral("b") << QString() << QStringLiteral("b/plan.dwg");
-        QTest::newRow("directory given with a trailing slash") << QStringLiteral("b/") << QString()
-                                                               << QStringLiteral("b/plan.dwg");
-        QTest::newRow("directory and name") << QStringLiteral("b") << QStringLiteral("plan (1).dwg")
-                                            << QStringLiteral("b/plan (1).dwg");
-        QTest::newRow("name not found: last in the directory") << QStringLiteral("b") << QStringLiteral("other.dwg")
-                                                              << QStringLiteral("b/plan (1).dwg");
-        QTest::newRow("unknown directory: first valid") << QStringLiteral("c") << QString()
-                                                        << QStringLiteral("a/plan.dwg");
+        QTest::newRow("directory given with a trailing slash")
+                << QStringLiteral("b/") << QString() << QStringLiteral("b/plan.dwg");
+        QTest::newRow("directory and name")
+                << QStringLiteral("b") << QStringLiteral("plan (1).dwg") << QStringLiteral("b/plan (1).dwg");
+        QTest::newRow("name not found: last in the directory")
+                << QStringLiteral("b") << QStringLiteral("other.dwg") << QStringLiteral("b/plan (1).dwg");
+        QTest::newRow("unknown directory: first valid")
+                << QStringLiteral("c") << QString() << QStringLiteral("a/plan.dwg");
     }
 
     void preferredDirectoryAndName()
@@ -176,7 +180,7 @@ private Q_SLOTS:
         QFETCH(QString, expectedPath);
 
         BFileCacheManager cache;
-        for (const char* path : {"a/plan.dwg", "b/plan.dwg", "b/plan (1).dwg"})
+        for (const char* path : { "a/plan.dwg", "b/plan.dwg", "b/plan (1).dwg" })
             QVERIFY(cache.addCacheItem(QStringLiteral("f1"), QStringLiteral("d1"), writeFile(QString::fromUtf8(path))));
 
         MFileCacheItem out;
@@ -188,13 +192,14 @@ private Q_SLOTS:
     void localDirectoryMaintenance()
     {
         BFileCacheManager cache;
-        QVERIFY(cache.addCacheItem(QStringLiteral("f1"), QStringLiteral("d1"), writeFile(QStringLiteral("a/plan.dwg"))));
+        QVERIFY(cache.addCacheItem(QStringLiteral("f1"), QStringLiteral("d1"),
+                                   writeFile(QStringLiteral("a/plan.dwg"))));
         QVERIFY(cache.addCacheItem(QStringLiteral("f2"), QStringLiteral("d2"), writeFile(QStringLiteral("b/x.txt"))));
 
         // The directory is normalised before it is compared.
         const QString moved = m_dir->filePath(QStringLiteral("moved"));
         QVERIFY(cache.updateCacheItemLocalDir(m_dir->filePath(QStringLiteral("a")) + QLatin1Char('/'), moved));
-        CacheItemDBManager store{QString(), QString()};
+        CacheItemDBManager store{ QString(), QString() };
         QList<MFileCacheItem> items;
         QVERIFY(store.getCacheItems(QStringLiteral("f1"), items));
         QCOMPARE(items.size(), 1);

@@ -55,8 +55,7 @@ QMap<QString, QByteArray> treeContents(const QString& root)
 {
     QMap<QString, QByteArray> tree;
     const QDir base(root);
-    QDirIterator it(root, QDir::Files | QDir::Dirs | QDir::NoDotAndDotDot | QDir::Hidden,
-                    QDirIterator::Subdirectories);
+    QDirIterator it(root, QDir::Files | QDir::Dirs | QDir::NoDotAndDotDot | QDir::Hidden, QDirIterator::Subdirectories);
     while (it.hasNext()) {
         const QString path = it.next();
         if (it.fileInfo().isDir())
@@ -69,8 +68,7 @@ QMap<QString, QByteArray> treeContents(const QString& root)
 
 // Checks the limit of running workers whenever the queue says anything, and
 // remembers the most it saw.
-class QueueWatch : public QObject
-{
+class QueueWatch : public QObject {
 public:
     explicit QueueWatch(BFileTransferManager* queue) : m_queue(queue)
     {
@@ -78,7 +76,7 @@ public:
         connect(queue, &BFileTransferManager::transferItemProgressUpdated, this, &QueueWatch::look);
         connect(queue, &BFileTransferManager::transferItemStatusUpdated, this,
                 [this](MFileTransferItem* item, int oldStatus, int newStatus) {
-                    changes.append({item, oldStatus, newStatus});
+                    changes.append({ item, oldStatus, newStatus });
                     look();
                 });
         connect(queue, &BFileTransferManager::fileUploaded, this,
@@ -106,8 +104,7 @@ public:
         }
     }
 
-    struct Change
-    {
+    struct Change {
         MFileTransferItem* item;
         int oldStatus;
         int newStatus;
@@ -130,16 +127,14 @@ int countWithStatus(const QList<MFileTransferItem*>& items, MFileTransferItem::T
 
 // One progress report as a worker sends it: the bytes since the last report,
 // the bytes held in all and the total.
-struct ProgressReport
-{
+struct ProgressReport {
     qint64 delta;
     qint64 transferred;
     qint64 total;
 };
 
 // A row of removeUnfinishedItem(): file id, direction and status of a record.
-struct RecordSpec
-{
+struct RecordSpec {
     QString fileId;
     bool isDownload;
     Status status;
@@ -200,8 +195,7 @@ bool waitForWorkersGone()
 Q_DECLARE_METATYPE(QList<ProgressReport>)
 Q_DECLARE_METATYPE(QList<RecordSpec>)
 
-class TestBFileTransferManager : public QObject
-{
+class TestBFileTransferManager : public QObject {
     Q_OBJECT
 
 private:
@@ -230,7 +224,7 @@ private:
         QList<MFileTransferItem*> pointers;
         for (MFileTransferItem& record : records)
             pointers.append(&record);
-        TransferItemDBManager store{QString(), QString()};
+        TransferItemDBManager store{ QString(), QString() };
         QVERIFY(store.insertItems(pointers));
     }
 
@@ -252,7 +246,7 @@ private:
 
     static QHash<QString, MFileTransferItem> storeContents()
     {
-        TransferItemDBManager store{QString(), QString()};
+        TransferItemDBManager store{ QString(), QString() };
         QList<MFileTransferItem> items;
         store.getUnfinishedItems(User, items);
         store.getFinishedItems(User, items, 100000);
@@ -264,8 +258,8 @@ private:
 
     QJsonObject remoteMeta(const QString& remotePath, int* status = nullptr)
     {
-        const CloudServerFixture::Reply reply =
-            m_server->request("GET", MetaRoute + "?path=" + encoded(remotePath), QByteArray(), m_token);
+        const CloudServerFixture::Reply reply
+                = m_server->request("GET", MetaRoute + "?path=" + encoded(remotePath), QByteArray(), m_token);
         if (status)
             *status = reply.status;
         return reply.json().value(QStringLiteral("data")).toObject();
@@ -273,10 +267,10 @@ private:
 
     QString putFile(const QString& remotePath, const QByteArray& bytes)
     {
-        const QByteArray query = "?parentPath=" + encoded(QFileInfo(remotePath).path()) + "&path="
-            + encoded(remotePath) + "&size=" + QByteArray::number(bytes.size()) + "&offset=0";
-        const CloudServerFixture::Reply reply =
-            m_server->request("PUT", UploadRoute + query, bytes, m_token, "application/octet-stream");
+        const QByteArray query = "?parentPath=" + encoded(QFileInfo(remotePath).path()) + "&path=" + encoded(remotePath)
+                + "&size=" + QByteArray::number(bytes.size()) + "&offset=0";
+        const CloudServerFixture::Reply reply
+                = m_server->request("PUT", UploadRoute + query, bytes, m_token, "application/octet-stream");
         return reply.json().value(QStringLiteral("data")).toObject().value(QStringLiteral("id")).toString();
     }
 
@@ -290,7 +284,8 @@ private:
     // How many requests a fault added with \a times has seen.
     int faultUses(const QString& faultId, int times)
     {
-        const QJsonArray items = m_server->request("GET", "/admin/faults").json().value(QStringLiteral("items")).toArray();
+        const QJsonArray items
+                = m_server->request("GET", "/admin/faults").json().value(QStringLiteral("items")).toArray();
         for (const QJsonValue& item : items) {
             if (item.toObject().value(QStringLiteral("id")).toString() == faultId)
                 return times - item.toObject().value(QStringLiteral("times")).toInt();
@@ -378,14 +373,38 @@ private Q_SLOTS:
         QTest::addColumn<QString>("newName");
         QTest::addColumn<QString>("expected");
 
-        QTest::newRow("backslashes become slashes") << "a\\b" << "f" << "" << "a/b/f";
-        QTest::newRow("empty parent, new name wins") << "" << "f" << "g" << "g";
-        QTest::newRow("empty parent keeps the bare name") << "" << "f" << "" << "f";
-        QTest::newRow("trailing slash is not doubled") << "/Design/" << "f" << "" << "/Design/f";
-        QTest::newRow("trailing backslash is not doubled") << "C:\\t\\" << "f" << "" << "C:/t/f";
-        QTest::newRow("root parent") << "/" << "plan.dwg" << "" << "/plan.dwg";
-        QTest::newRow("new name replaces the name") << "/t" << "f" << "copy of f" << "/t/copy of f";
-        QTest::newRow("inner double slash is kept") << "a//b" << "f" << "" << "a//b/f";
+        QTest::newRow("backslashes become slashes") << "a\\b"
+                                                    << "f"
+                                                    << ""
+                                                    << "a/b/f";
+        QTest::newRow("empty parent, new name wins") << ""
+                                                     << "f"
+                                                     << "g"
+                                                     << "g";
+        QTest::newRow("empty parent keeps the bare name") << ""
+                                                          << "f"
+                                                          << ""
+                                                          << "f";
+        QTest::newRow("trailing slash is not doubled") << "/Design/"
+                                                       << "f"
+                                                       << ""
+                                                       << "/Design/f";
+        QTest::newRow("trailing backslash is not doubled") << "C:\\t\\"
+                                                           << "f"
+                                                           << ""
+                                                           << "C:/t/f";
+        QTest::newRow("root parent") << "/"
+                                     << "plan.dwg"
+                                     << ""
+                                     << "/plan.dwg";
+        QTest::newRow("new name replaces the name") << "/t"
+                                                    << "f"
+                                                    << "copy of f"
+                                                    << "/t/copy of f";
+        QTest::newRow("inner double slash is kept") << "a//b"
+                                                    << "f"
+                                                    << ""
+                                                    << "a//b/f";
     }
 
     void generateTargetPath()
@@ -402,14 +421,14 @@ private Q_SLOTS:
         QTest::addColumn<QList<qint64>>("bytesPerTick");
         QTest::addColumn<QList<int>>("expectedSpeeds");
 
-        QTest::newRow("one tick from zero") << QList<qint64>{600000} << QList<int>{600000};
-        QTest::newRow("average then decay") << QList<qint64>{600000, 300000, 0, 0}
-                                            << QList<int>{600000, 600000, 300000, 150000};
-        QTest::newRow("division truncates") << QList<qint64>{1, 0} << QList<int>{1, 0};
+        QTest::newRow("one tick from zero") << QList<qint64>{ 600000 } << QList<int>{ 600000 };
+        QTest::newRow("average then decay")
+                << QList<qint64>{ 600000, 300000, 0, 0 } << QList<int>{ 600000, 600000, 300000, 150000 };
+        QTest::newRow("division truncates") << QList<qint64>{ 1, 0 } << QList<int>{ 1, 0 };
         // 800 MB in one tick: bytes * 1000 does not fit in 32 bits.
-        QTest::newRow("fast tick needs 64 bits") << QList<qint64>{800000000} << QList<int>{800000000};
+        QTest::newRow("fast tick needs 64 bits") << QList<qint64>{ 800000000 } << QList<int>{ 800000000 };
         QTest::newRow("beyond int is clamped")
-            << QList<qint64>{1500000000} << QList<int>{std::numeric_limits<int>::max() / 2};
+                << QList<qint64>{ 1500000000 } << QList<int>{ std::numeric_limits<int>::max() / 2 };
     }
 
     void speedIsAHalfWeightAverageOfTicks()
@@ -440,19 +459,23 @@ private Q_SLOTS:
         QTest::addColumn<QList<ProgressReport>>("reports");
         QTest::addColumn<QList<bool>>("emitted");
 
-        QTest::newRow("half a percent") << qint64(1000) << QList<ProgressReport>{{5, 5, 1000}} << QList<bool>{false};
+        QTest::newRow("half a percent") << qint64(1000) << QList<ProgressReport>{ { 5, 5, 1000 } }
+                                        << QList<bool>{ false };
         QTest::newRow("two halves make a percent")
-            << qint64(1000) << QList<ProgressReport>{{5, 5, 1000}, {5, 10, 1000}} << QList<bool>{false, true};
+                << qint64(1000) << QList<ProgressReport>{ { 5, 5, 1000 }, { 5, 10, 1000 } }
+                << QList<bool>{ false, true };
         QTest::newRow("the count restarts after a signal")
-            << qint64(1000) << QList<ProgressReport>{{10, 10, 1000}, {9, 19, 1000}, {1, 20, 1000}}
-            << QList<bool>{true, false, true};
+                << qint64(1000) << QList<ProgressReport>{ { 10, 10, 1000 }, { 9, 19, 1000 }, { 1, 20, 1000 } }
+                << QList<bool>{ true, false, true };
         QTest::newRow("several percent at once make one signal")
-            << qint64(1000) << QList<ProgressReport>{{500, 500, 1000}, {1, 501, 1000}} << QList<bool>{true, false};
+                << qint64(1000) << QList<ProgressReport>{ { 500, 500, 1000 }, { 1, 501, 1000 } }
+                << QList<bool>{ true, false };
         QTest::newRow("completion is always reported")
-            << qint64(1000) << QList<ProgressReport>{{1, 999, 1000}, {1, 1000, 1000}} << QList<bool>{false, true};
+                << qint64(1000) << QList<ProgressReport>{ { 1, 999, 1000 }, { 1, 1000, 1000 } }
+                << QList<bool>{ false, true };
         QTest::newRow("large file needs a whole percent")
-            << qint64(1000000) << QList<ProgressReport>{{9999, 9999, 1000000}, {1, 10000, 1000000}}
-            << QList<bool>{false, true};
+                << qint64(1000000) << QList<ProgressReport>{ { 9999, 9999, 1000000 }, { 1, 10000, 1000000 } }
+                << QList<bool>{ false, true };
     }
 
     void progressIsReportedPerWholePercent()
@@ -565,15 +588,16 @@ private Q_SLOTS:
         QVERIFY(item->getFileId().isEmpty());
 
         QTRY_COMPARE_WITH_TIMEOUT(queue->getFinishedItems().size(), 1, 10000);
-        QCOMPARE(watch.uploaded, QStringList{Workspace + QStringLiteral(":/queue/unstored/renamed.bin")});
-        const QString fileId = remoteMeta(QStringLiteral("/queue/unstored/renamed.bin")).value(QStringLiteral("id")).toString();
+        QCOMPARE(watch.uploaded, QStringList{ Workspace + QStringLiteral(":/queue/unstored/renamed.bin") });
+        const QString fileId
+                = remoteMeta(QStringLiteral("/queue/unstored/renamed.bin")).value(QStringLiteral("id")).toString();
         QCOMPARE(queue->getFinishedItems().constFirst()->getFileId(), fileId);
         QVERIFY(storeContents().isEmpty());
 
         // The uploaded copy is remembered as current for that cloud file.
         QList<MFileCacheItem> cached;
-        QTRY_VERIFY_WITH_TIMEOUT(CacheItemDBManager(QString(), QString()).getCacheItems(fileId, cached)
-                                     && !cached.isEmpty(), 10000);
+        QTRY_VERIFY_WITH_TIMEOUT(
+                CacheItemDBManager(QString(), QString()).getCacheItems(fileId, cached) && !cached.isEmpty(), 10000);
         QCOMPARE(cached.constFirst().getDigest(), sha256(bytes));
         QCOMPARE(cached.constFirst().getLocalName(), QStringLiteral("kept.bin"));
     }
@@ -614,32 +638,33 @@ private Q_SLOTS:
         const QString x = QStringLiteral("f-x");
         const QString y = QStringLiteral("f-y");
         QTest::newRow("waiting, running and interrupted downloads go")
-            << QList<RecordSpec>{{x, true, MFileTransferItem::Waiting},
-                                 {x, true, MFileTransferItem::Transferring},
-                                 {x, true, MFileTransferItem::Interrupted}}
-            << false << true << QList<bool>{false, false, false};
+                << QList<RecordSpec>{ { x, true, MFileTransferItem::Waiting },
+                                      { x, true, MFileTransferItem::Transferring },
+                                      { x, true, MFileTransferItem::Interrupted } }
+                << false << true << QList<bool>{ false, false, false };
         QTest::newRow("failed and finished stay")
-            << QList<RecordSpec>{{x, true, MFileTransferItem::Failed}, {x, true, MFileTransferItem::Finished}}
-            << false << true << QList<bool>{true, true};
+                << QList<RecordSpec>{ { x, true, MFileTransferItem::Failed }, { x, true, MFileTransferItem::Finished } }
+                << false << true << QList<bool>{ true, true };
         QTest::newRow("uploads stay when only downloads go")
-            << QList<RecordSpec>{{x, false, MFileTransferItem::Waiting}, {x, true, MFileTransferItem::Waiting}}
-            << true << true << QList<bool>{true, false};
-        QTest::newRow("uploads go too otherwise")
-            << QList<RecordSpec>{{x, false, MFileTransferItem::Waiting}} << false << true << QList<bool>{false};
+                << QList<RecordSpec>{ { x, false, MFileTransferItem::Waiting },
+                                      { x, true, MFileTransferItem::Waiting } }
+                << true << true << QList<bool>{ true, false };
+        QTest::newRow("uploads go too otherwise") << QList<RecordSpec>{ { x, false, MFileTransferItem::Waiting } }
+                                                  << false << true << QList<bool>{ false };
         QTest::newRow("other files are untouched")
-            << QList<RecordSpec>{{y, true, MFileTransferItem::Waiting}, {x, true, MFileTransferItem::Waiting}}
-            << false << true << QList<bool>{true, false};
-        QTest::newRow("one only: the first match")
-            << QList<RecordSpec>{{y, true, MFileTransferItem::Waiting},
-                                 {x, true, MFileTransferItem::Waiting},
-                                 {x, true, MFileTransferItem::Waiting}}
-            << false << false << QList<bool>{true, false, true};
+                << QList<RecordSpec>{ { y, true, MFileTransferItem::Waiting }, { x, true, MFileTransferItem::Waiting } }
+                << false << true << QList<bool>{ true, false };
+        QTest::newRow("one only: the first match") << QList<RecordSpec>{ { y, true, MFileTransferItem::Waiting },
+                                                                         { x, true, MFileTransferItem::Waiting },
+                                                                         { x, true, MFileTransferItem::Waiting } }
+                                                   << false << false << QList<bool>{ true, false, true };
         QTest::newRow("one only: a kept first match ends the walk")
-            << QList<RecordSpec>{{x, true, MFileTransferItem::Failed}, {x, true, MFileTransferItem::Waiting}}
-            << false << false << QList<bool>{true, true};
+                << QList<RecordSpec>{ { x, true, MFileTransferItem::Failed }, { x, true, MFileTransferItem::Waiting } }
+                << false << false << QList<bool>{ true, true };
         QTest::newRow("one only: a kept upload ends the walk")
-            << QList<RecordSpec>{{x, false, MFileTransferItem::Waiting}, {x, true, MFileTransferItem::Waiting}}
-            << true << false << QList<bool>{true, true};
+                << QList<RecordSpec>{ { x, false, MFileTransferItem::Waiting },
+                                      { x, true, MFileTransferItem::Waiting } }
+                << true << false << QList<bool>{ true, true };
     }
 
     void removeUnfinishedItemRules()
@@ -654,8 +679,8 @@ private Q_SLOTS:
         QList<MFileTransferItem> stored;
         const QDateTime start = QDateTime::currentDateTime().addSecs(-3600);
         for (int i = 0; i < records.size(); ++i)
-            stored.append(storedRecord(records.at(i).fileId, records.at(i).isDownload, MFileTransferItem::Failed,
-                                       10, start.addSecs(i)));
+            stored.append(storedRecord(records.at(i).fileId, records.at(i).isDownload, MFileTransferItem::Failed, 10,
+                                       start.addSecs(i)));
         storeRecords(stored);
         BFileTransferManager queue(User, true);
         QList<MFileTransferItem*> items = queue.getUnfinishedItems();
@@ -704,7 +729,7 @@ private Q_SLOTS:
         auto queue = signedInQueue(true);
         QueueWatch watch(queue.get());
         QSignalSpy added(queue.get(), &BFileTransferManager::transferItemAdded);
-        queue->upload(QList<QString>{root}, Workspace, QStringLiteral("/queue/trees"));
+        queue->upload(QList<QString>{ root }, Workspace, QStringLiteral("/queue/trees"));
 
         // One record per file, none for a folder; five run at once.
         QCOMPARE(added.size(), files.size());
@@ -748,15 +773,15 @@ private Q_SLOTS:
         QVERIFY(folder->getIsFolder());
         const QString back = m_dir->filePath(QStringLiteral("back"));
         watch.mostRunning = 0;
-        queue->download(QList<QWeakPointer<MFile>>{folder}, back);
+        queue->download(QList<QWeakPointer<MFile>>{ folder }, back);
         QTRY_COMPARE_WITH_TIMEOUT(queue->getFinishedItems().size(), 2 * files.size(), 30000);
         QVERIFY(queue->getUnfinishedItems().isEmpty());
         QVERIFY(watch.mostRunning <= BFileTransferManager::MAX_THREAD_COUNT);
         QVERIFY(watch.mostTransferring <= BFileTransferManager::MAX_THREAD_COUNT);
 
         QMap<QString, QByteArray> expected = files;
-        for (const QString& dir : {QStringLiteral("sub/"), QStringLiteral("sub/deeper/"),
-                                   QStringLiteral("sub/deeper/deepest/"), QStringLiteral("other/")})
+        for (const QString& dir : { QStringLiteral("sub/"), QStringLiteral("sub/deeper/"),
+                                    QStringLiteral("sub/deeper/deepest/"), QStringLiteral("other/") })
             expected.insert(dir, QByteArray());
         QCOMPARE(treeContents(back + QStringLiteral("/tree")), expected);
         for (const MFileTransferItem* item : queue->getFinishedItems()) {
@@ -782,7 +807,7 @@ private Q_SLOTS:
         fast.completionPauseMs = 1;
         BTimings::Override timings(fast);
         // Each transfer takes a while, so that the queue really fills up.
-        QVERIFY(!addFault("GET", ContentRoute, {{"delayMs", 150}}).isEmpty());
+        QVERIFY(!addFault("GET", ContentRoute, { { "delayMs", 150 } }).isEmpty());
 
         auto queue = signedInQueue(false);
         QueueWatch watch(queue.get());
@@ -796,7 +821,7 @@ private Q_SLOTS:
         QList<int> statuses;
         for (const MFileTransferItem* item : items)
             statuses.append(item->getStatus());
-        QCOMPARE(statuses, (QList<int>{1, 1, 1, 1, 1, 0, 0}));
+        QCOMPARE(statuses, (QList<int>{ 1, 1, 1, 1, 1, 0, 0 }));
 
         QTRY_COMPARE_WITH_TIMEOUT(queue->getFinishedItems().size(), 7, 20000);
         QVERIFY(!watch.startedOutOfOrder);
@@ -816,7 +841,7 @@ private Q_SLOTS:
         BTimings fast;
         fast.speedTickMs = 50;
         BTimings::Override timings(fast);
-        const QString held = addFault("GET", ContentRoute, {{"hang", true}, {"times", 1}});
+        const QString held = addFault("GET", ContentRoute, { { "hang", true }, { "times", 1 } });
         auto queue = signedInQueue(false);
         queue->download(cloudFile(QStringLiteral("/queue/n0.bin")), m_dir->path(), QString());
         QCOMPARE(queue->runningWorkerCount(), 1);
@@ -854,7 +879,7 @@ private Q_SLOTS:
         fast.dbFlushIntervalMs = 200;
         BTimings::Override timings(fast);
         if (faultStatus)
-            QVERIFY(!addFault("GET", ContentRoute, {{"status", faultStatus}}).isEmpty());
+            QVERIFY(!addFault("GET", ContentRoute, { { "status", faultStatus } }).isEmpty());
 
         auto queue = signedInQueue(true);
         QueueWatch watch(queue.get());
@@ -903,7 +928,7 @@ private Q_SLOTS:
         queue->download(gone, m_dir->filePath(QStringLiteral("a")), QString());
         QTRY_COMPARE_WITH_TIMEOUT(watch.changes.size(), 1, 10000); // failed
 
-        const QString held = addFault("GET", ContentRoute, {{"hang", true}, {"times", 1}});
+        const QString held = addFault("GET", ContentRoute, { { "hang", true }, { "times", 1 } });
         queue->download(cloudFile(QStringLiteral("/queue/n3.bin")), m_dir->filePath(QStringLiteral("b")), QString());
         QTRY_COMPARE_WITH_TIMEOUT(faultUses(held, 1), 1, 10000);
         MFileTransferItem* failed = queue->getUnfinishedItems().at(0);
@@ -930,7 +955,7 @@ private Q_SLOTS:
     {
         auto queue = signedInQueue(true);
         QueueWatch watch(queue.get());
-        const QString held = addFault("GET", ContentRoute, {{"hang", true}, {"times", 1}});
+        const QString held = addFault("GET", ContentRoute, { { "hang", true }, { "times", 1 } });
         queue->download(cloudFile(QStringLiteral("/queue/n4.bin")), m_dir->path(), QString());
         QTRY_COMPARE_WITH_TIMEOUT(faultUses(held, 1), 1, 10000);
         MFileTransferItem* item = queue->getUnfinishedItems().constFirst();
@@ -956,7 +981,7 @@ private Q_SLOTS:
         QueueWatch watch(queue.get());
         const QString local = m_dir->filePath(QStringLiteral("refused.bin"));
         QVERIFY(writeAll(local, "refused"));
-        const QString refusal = addFault("PUT", UploadRoute, {{"status", 500}, {"times", 1}});
+        const QString refusal = addFault("PUT", UploadRoute, { { "status", 500 }, { "times", 1 } });
         queue->upload(local, Workspace, QStringLiteral("/queue/refused"), QString());
         QTRY_COMPARE_WITH_TIMEOUT(faultUses(refusal, 1), 1, 10000);
         QVERIFY(waitForWorkersGone());
@@ -1002,7 +1027,7 @@ private Q_SLOTS:
         BTimings fast;
         fast.completionPauseMs = 1;
         BTimings::Override timings(fast);
-        QVERIFY(!addFault("GET", ContentRoute, {{"delayMs", 100}}).isEmpty());
+        QVERIFY(!addFault("GET", ContentRoute, { { "delayMs", 100 } }).isEmpty());
 
         // Five waiting downloads, then one that was running when the
         // program ended, a failed one and many finished ones.
@@ -1060,7 +1085,7 @@ private Q_SLOTS:
 
     void interruptedDownloadResumesInTheNextQueue()
     {
-        const QString held = addFault("GET", ContentRoute, {{"delayMs", 5000}, {"times", 1}});
+        const QString held = addFault("GET", ContentRoute, { { "delayMs", 5000 }, { "times", 1 } });
         auto queue = signedInQueue(true);
         const QSharedPointer<MFile> file = cloudFile(QStringLiteral("/queue/n7.bin"));
         const QString target = m_dir->filePath(QStringLiteral("resume/n7.bin"));
@@ -1096,8 +1121,9 @@ private Q_SLOTS:
     void queueGoneBeforeItsAnswersArrive()
     {
         QFETCH(bool, upload);
-        const QString slow = upload ? addFault("GET", "/api/v1/files/path", {{"delayMs", 200}, {"times", 1}})
-                                    : addFault("GET", "/api/v1/workspaces/w-design/children", {{"delayMs", 200}, {"times", 1}});
+        const QString slow = upload
+                ? addFault("GET", "/api/v1/files/path", { { "delayMs", 200 }, { "times", 1 } })
+                : addFault("GET", "/api/v1/workspaces/w-design/children", { { "delayMs", 200 }, { "times", 1 } });
         auto queue = signedInQueue(false);
         if (upload) {
             const QString local = m_dir->filePath(QStringLiteral("late.bin"));
@@ -1111,7 +1137,7 @@ private Q_SLOTS:
 
         // A later answer of the server: the queue's own would have arrived by
         // then, into a deleted object (the sanitizer build reports that).
-        QVERIFY(!addFault("GET", "/api/v1/users/me", {{"delayMs", 600}, {"times", 1}}).isEmpty());
+        QVERIFY(!addFault("GET", "/api/v1/users/me", { { "delayMs", 600 }, { "times", 1 } }).isEmpty());
         QCOMPARE(m_server->request("GET", "/api/v1/users/me", QByteArray(), m_token).status, 200);
         QVERIFY(!QFile::exists(m_dir->filePath(QStringLiteral("queue"))));
     }
@@ -1120,8 +1146,8 @@ private Q_SLOTS:
     {
         BFileTransferManager queue(User, true);
         QSignalSpy added(&queue, &BFileTransferManager::transferItemAdded);
-        queue.upload(QList<QString>{m_dir->filePath(QStringLiteral("missing.txt")),
-                                    m_dir->filePath(QStringLiteral("missing/dir"))},
+        queue.upload(QList<QString>{ m_dir->filePath(QStringLiteral("missing.txt")),
+                                     m_dir->filePath(QStringLiteral("missing/dir")) },
                      QStringLiteral("w-design"), QStringLiteral("/t"));
         queue.upload(m_dir->filePath(QStringLiteral("gone.txt")), QStringLiteral("w-design"), QStringLiteral("/t"),
                      QStringLiteral("new.txt"));
@@ -1131,7 +1157,7 @@ private Q_SLOTS:
         queue.download(file, QString(), QString()); // no target directory
         queue.download(QWeakPointer<Trelan::Oku::ZYRModel::MFile>(), m_dir->path(), QString()); // no file
         queue.download(QList<QWeakPointer<Trelan::Oku::ZYRModel::MFile>>(), m_dir->path());
-        queue.download(QList<QWeakPointer<Trelan::Oku::ZYRModel::MFile>>{file}, QString());
+        queue.download(QList<QWeakPointer<Trelan::Oku::ZYRModel::MFile>>{ file }, QString());
 
         QCOMPARE(added.size(), 0);
         QVERIFY(queue.getUnfinishedItems().isEmpty());

@@ -40,8 +40,7 @@ using TransferTestUtils::writeAll;
 
 // Runs the remote-info step instead of a plain upload from offset 0: the
 // way a resumed upload would start.
-class RemoteInfoWorker : public BFileTransferWorker
-{
+class RemoteInfoWorker : public BFileTransferWorker {
 public:
     using BFileTransferWorker::BFileTransferWorker;
 
@@ -57,16 +56,13 @@ protected:
 
 // Collects a worker's signals on the test's thread (queued, as the queue
 // receives them).
-class WorkerProbe : public QObject
-{
+class WorkerProbe : public QObject {
 public:
-    struct Finish
-    {
+    struct Finish {
         int status;
         QString fileId;
     };
-    struct Progress
-    {
+    struct Progress {
         qint64 delta;
         qint64 transferred;
         qint64 total;
@@ -77,15 +73,15 @@ public:
         connect(worker, &BFileTransferWorker::transferFinished, this,
                 [this](BFileTransferWorker*, MFileTransferItem* item, int status, const QString& fileId) {
                     items.append(item);
-                    finishes.append({status, fileId});
+                    finishes.append({ status, fileId });
                 });
         connect(worker, &BFileTransferWorker::transferProgress, this,
                 [this](MFileTransferItem*, qint64 delta, qint64 transferred, qint64 total) {
-                    progress.append({delta, transferred, total});
+                    progress.append({ delta, transferred, total });
                 });
         connect(worker, &BFileTransferWorker::cacheFile, this,
                 [this](const QString& fileId, const QString& digest, const QString& localPath) {
-                    cached.append(QStringList{fileId, digest, localPath});
+                    cached.append(QStringList{ fileId, digest, localPath });
                 });
     }
 
@@ -102,8 +98,7 @@ public:
 };
 
 // One worker as the queue runs it: the queue's record, the worker's copy.
-struct WorkerRun
-{
+struct WorkerRun {
     template <typename Worker = BFileTransferWorker>
     static std::unique_ptr<WorkerRun> make(const MFileTransferItem& record, const QString& token)
     {
@@ -148,10 +143,10 @@ std::unique_ptr<QTcpSocket> startRawUpload(const QUrl& server, const QString& to
         return nullptr;
     const QString parent = QFileInfo(remotePath).path();
     const QByteArray head = "PUT " + UploadRoute + "?parentPath=" + encoded(parent) + "&path=" + encoded(remotePath)
-        + "&size=" + QByteArray::number(declared) + "&offset=0 HTTP/1.1\r\n"
-        + "Host: " + server.host().toLatin1() + "\r\n" + "Authorization: Bearer " + token.toLatin1() + "\r\n"
-        + "Content-Type: application/octet-stream\r\n" + "Content-Length: " + QByteArray::number(declared)
-        + "\r\n\r\n";
+            + "&size=" + QByteArray::number(declared) + "&offset=0 HTTP/1.1\r\n" + "Host: " + server.host().toLatin1()
+            + "\r\n" + "Authorization: Bearer " + token.toLatin1() + "\r\n"
+            + "Content-Type: application/octet-stream\r\n" + "Content-Length: " + QByteArray::number(declared)
+            + "\r\n\r\n";
     socket->write(head + body);
     while (socket->bytesToWrite() > 0) {
         if (!socket->waitForBytesWritten(5000))
@@ -162,15 +157,14 @@ std::unique_ptr<QTcpSocket> startRawUpload(const QUrl& server, const QString& to
 
 } // namespace
 
-class TestBFileTransferWorker : public QObject
-{
+class TestBFileTransferWorker : public QObject {
     Q_OBJECT
 
 private:
     QJsonObject remoteMeta(const QString& remotePath, int* status = nullptr)
     {
-        const CloudServerFixture::Reply reply =
-            m_server->request("GET", MetaRoute + "?path=" + encoded(remotePath), QByteArray(), m_token);
+        const CloudServerFixture::Reply reply
+                = m_server->request("GET", MetaRoute + "?path=" + encoded(remotePath), QByteArray(), m_token);
         if (status)
             *status = reply.status;
         return reply.json().value(QStringLiteral("data")).toObject();
@@ -178,17 +172,18 @@ private:
 
     QJsonObject putFile(const QString& remotePath, const QByteArray& bytes)
     {
-        const QByteArray query = "?parentPath=" + encoded(QFileInfo(remotePath).path()) + "&path="
-            + encoded(remotePath) + "&size=" + QByteArray::number(bytes.size()) + "&offset=0";
-        const CloudServerFixture::Reply reply =
-            m_server->request("PUT", UploadRoute + query, bytes, m_token, "application/octet-stream");
+        const QByteArray query = "?parentPath=" + encoded(QFileInfo(remotePath).path()) + "&path=" + encoded(remotePath)
+                + "&size=" + QByteArray::number(bytes.size()) + "&offset=0";
+        const CloudServerFixture::Reply reply
+                = m_server->request("PUT", UploadRoute + query, bytes, m_token, "application/octet-stream");
         return reply.json().value(QStringLiteral("data")).toObject();
     }
 
     // How many requests a counting fault has seen (it was added with \a times).
     int faultUses(const QString& faultId, int times)
     {
-        const QJsonArray items = m_server->request("GET", "/admin/faults").json().value(QStringLiteral("items")).toArray();
+        const QJsonArray items
+                = m_server->request("GET", "/admin/faults").json().value(QStringLiteral("items")).toArray();
         for (const QJsonValue& item : items) {
             if (item.toObject().value(QStringLiteral("id")).toString() == faultId)
                 return times - item.toObject().value(QStringLiteral("times")).toInt();
@@ -234,7 +229,8 @@ private:
     {
         QString folder = QString::fromLatin1(QTest::currentTestFunction());
         if (QTest::currentDataTag())
-            folder += QLatin1Char('-') + QString::fromUtf8(QTest::currentDataTag()).replace(QLatin1Char(' '), QLatin1Char('-'));
+            folder += QLatin1Char('-')
+                    + QString::fromUtf8(QTest::currentDataTag()).replace(QLatin1Char(' '), QLatin1Char('-'));
         return QStringLiteral("/worker/%1/%2").arg(folder, name);
     }
 
@@ -288,10 +284,10 @@ private Q_SLOTS:
         QVERIFY(run->finish());
 
         // The result, then the report of the thread's end.
-        QCOMPARE(run->statuses(), (QList<int>{MFileTransferItem::Finished, MFileTransferItem::Finished}));
+        QCOMPARE(run->statuses(), (QList<int>{ MFileTransferItem::Finished, MFileTransferItem::Finished }));
         QVERIFY(run->probe->finishes.at(0).fileId.isEmpty());
         QVERIFY(run->probe->finishes.at(1).fileId.isEmpty());
-        QCOMPARE(run->probe->items, (QList<MFileTransferItem*>{&run->record, &run->record}));
+        QCOMPARE(run->probe->items, (QList<MFileTransferItem*>{ &run->record, &run->record }));
         QCOMPARE(run->probe->startOffset(), qint64(0));
         QCOMPARE(run->probe->progress.constLast().transferred, BigSize);
         QCOMPARE(run->probe->progress.constLast().total, BigSize);
@@ -331,7 +327,7 @@ private Q_SLOTS:
         auto run = WorkerRun::make(record, m_token);
         run->worker->start();
         QVERIFY(run->finish());
-        QCOMPARE(run->statuses(), (QList<int>{MFileTransferItem::Finished, MFileTransferItem::Finished}));
+        QCOMPARE(run->statuses(), (QList<int>{ MFileTransferItem::Finished, MFileTransferItem::Finished }));
         QCOMPARE(run->probe->startOffset(), expectedStart);
         // A ranged reply still reports the whole file as its total.
         QCOMPARE(run->probe->progress.constLast().total, qint64(m_smallBytes.size()));
@@ -341,8 +337,8 @@ private Q_SLOTS:
 
     void cutOffDownloadKeepsItsPartialFile()
     {
-        const QString fault =
-            addFault("GET", ContentRoute + BigId.toLatin1(), {{"cutAfterBytes", 300000}, {"times", 1}});
+        const QString fault
+                = addFault("GET", ContentRoute + BigId.toLatin1(), { { "cutAfterBytes", 300000 }, { "times", 1 } });
         QVERIFY(!fault.isEmpty());
         const MFileTransferItem record = downloadRecord(BigId, BigSize, QStringLiteral("big.bin"));
         const QString partial = record.getLocalPath() + QStringLiteral(".zyr");
@@ -350,7 +346,7 @@ private Q_SLOTS:
         auto first = WorkerRun::make(record, m_token);
         first->worker->start();
         QVERIFY(first->finish());
-        QCOMPARE(first->statuses(), (QList<int>{MFileTransferItem::Failed, MFileTransferItem::Failed}));
+        QCOMPARE(first->statuses(), (QList<int>{ MFileTransferItem::Failed, MFileTransferItem::Failed }));
         QVERIFY(!QFile::exists(record.getLocalPath()));
         const qint64 kept = QFileInfo(partial).size();
         QVERIFY2(kept > 0 && kept <= 300000, qPrintable(QString::number(kept)));
@@ -359,7 +355,7 @@ private Q_SLOTS:
         auto second = WorkerRun::make(record, m_token);
         second->worker->start();
         QVERIFY(second->finish());
-        QCOMPARE(second->statuses(), (QList<int>{MFileTransferItem::Finished, MFileTransferItem::Finished}));
+        QCOMPARE(second->statuses(), (QList<int>{ MFileTransferItem::Finished, MFileTransferItem::Finished }));
         QCOMPARE(second->probe->startOffset(), kept);
         QVERIFY(readAll(record.getLocalPath()) == generatedBytes(BigSize));
         QVERIFY(!QFile::exists(partial));
@@ -380,7 +376,7 @@ private Q_SLOTS:
         QFETCH(QString, fileId);
         QFETCH(int, faultStatus);
         if (faultStatus)
-            QVERIFY(!addFault("GET", ContentRoute, {{"status", faultStatus}}).isEmpty());
+            QVERIFY(!addFault("GET", ContentRoute, { { "status", faultStatus } }).isEmpty());
 
         const MFileTransferItem record = downloadRecord(fileId, m_smallBytes.size(), QStringLiteral("f.bin"));
         const QString partial = record.getLocalPath() + QStringLiteral(".zyr");
@@ -388,7 +384,7 @@ private Q_SLOTS:
         auto run = WorkerRun::make(record, m_token);
         run->worker->start();
         QVERIFY(run->finish());
-        QCOMPARE(run->statuses(), (QList<int>{MFileTransferItem::Failed, MFileTransferItem::Failed}));
+        QCOMPARE(run->statuses(), (QList<int>{ MFileTransferItem::Failed, MFileTransferItem::Failed }));
         QVERIFY(!QFile::exists(record.getLocalPath()));
         // The error message never lands in the partial file...
         QCOMPARE(readAll(partial), m_smallBytes.left(400));
@@ -400,7 +396,7 @@ private Q_SLOTS:
         auto retry = WorkerRun::make(record, m_token);
         retry->worker->start();
         QVERIFY(retry->finish());
-        QCOMPARE(retry->statuses(), (QList<int>{MFileTransferItem::Finished, MFileTransferItem::Finished}));
+        QCOMPARE(retry->statuses(), (QList<int>{ MFileTransferItem::Finished, MFileTransferItem::Finished }));
         QCOMPARE(retry->probe->startOffset(), qint64(400));
         QCOMPARE(readAll(record.getLocalPath()), m_smallBytes);
     }
@@ -414,7 +410,7 @@ private Q_SLOTS:
         run->worker->start();
         QVERIFY(run->finish());
         // Not started: only the thread's end is reported, with the starting status.
-        QCOMPARE(run->statuses(), QList<int>{MFileTransferItem::Interrupted});
+        QCOMPARE(run->statuses(), QList<int>{ MFileTransferItem::Interrupted });
         QVERIFY(run->probe->progress.isEmpty());
     }
 
@@ -433,10 +429,10 @@ private Q_SLOTS:
         const QString fileId = meta.value(QStringLiteral("id")).toString();
         QVERIFY(!fileId.isEmpty());
         QCOMPARE(meta.value(QStringLiteral("digest")).toString(), sha256(bytes));
-        QCOMPARE(run->statuses(), (QList<int>{MFileTransferItem::Finished, MFileTransferItem::Finished}));
+        QCOMPARE(run->statuses(), (QList<int>{ MFileTransferItem::Finished, MFileTransferItem::Finished }));
         QCOMPARE(run->probe->finishes.at(0).fileId, fileId);
         QVERIFY(run->probe->finishes.at(1).fileId.isEmpty());
-        QCOMPARE(run->probe->cached, (QList<QStringList>{{fileId, sha256(bytes), local}}));
+        QCOMPARE(run->probe->cached, (QList<QStringList>{ { fileId, sha256(bytes), local } }));
         QCOMPARE(run->probe->startOffset(), qint64(0));
         QCOMPARE(run->probe->progress.constLast().transferred, qint64(bytes.size()));
         QCOMPARE(readAll(local), bytes); // the local file is left alone
@@ -445,12 +441,12 @@ private Q_SLOTS:
     void uploadFailures()
     {
         // A missing local file, and a workspace the user may not write to.
-        auto missing = WorkerRun::make(uploadRecord(m_dir->filePath(QStringLiteral("gone.bin")),
-                                                    remotePath(QStringLiteral("gone.bin"))),
-                                       m_token);
+        auto missing = WorkerRun::make(
+                uploadRecord(m_dir->filePath(QStringLiteral("gone.bin")), remotePath(QStringLiteral("gone.bin"))),
+                m_token);
         missing->worker->start();
         QVERIFY(missing->finish());
-        QCOMPARE(missing->statuses(), (QList<int>{MFileTransferItem::Failed, MFileTransferItem::Failed}));
+        QCOMPARE(missing->statuses(), (QList<int>{ MFileTransferItem::Failed, MFileTransferItem::Failed }));
 
         const QString local = m_dir->filePath(QStringLiteral("f.bin"));
         QVERIFY(writeAll(local, "content"));
@@ -458,7 +454,7 @@ private Q_SLOTS:
         auto refused = WorkerRun::make(record, m_server->signIn(QStringLiteral("bob"), QStringLiteral("bob-pass")));
         refused->worker->start();
         QVERIFY(refused->finish());
-        QCOMPARE(refused->statuses(), (QList<int>{MFileTransferItem::Failed, MFileTransferItem::Failed}));
+        QCOMPARE(refused->statuses(), (QList<int>{ MFileTransferItem::Failed, MFileTransferItem::Failed }));
         QVERIFY(refused->probe->finishes.at(0).fileId.isEmpty());
         QVERIFY(refused->probe->cached.isEmpty());
     }
@@ -472,7 +468,7 @@ private Q_SLOTS:
         QTest::newRow("complete file: a new version") << QStringLiteral("complete") << qint64(0);
         QTest::newRow("cut off upload: resumed") << QStringLiteral("partial") << qint64(120000);
         QTest::newRow("cut off upload of another size: from the start")
-            << QStringLiteral("partialOtherSize") << qint64(0);
+                << QStringLiteral("partialOtherSize") << qint64(0);
     }
 
     void remoteInfoDecidesWhereTheUploadStarts()
@@ -502,7 +498,7 @@ private Q_SLOTS:
         auto run = WorkerRun::make<RemoteInfoWorker>(uploadRecord(local, remote), m_token);
         run->worker->start();
         QVERIFY(run->finish());
-        QCOMPARE(run->statuses(), (QList<int>{MFileTransferItem::Finished, MFileTransferItem::Finished}));
+        QCOMPARE(run->statuses(), (QList<int>{ MFileTransferItem::Finished, MFileTransferItem::Finished }));
         QCOMPARE(run->probe->startOffset(), expectedStart);
 
         const QJsonObject meta = remoteMeta(remote);
@@ -527,10 +523,10 @@ private Q_SLOTS:
         auto socket = startRawUpload(m_server->baseUrl(), m_token, remote, bytes.size(), bytes.left(50000));
         QVERIFY(socket);
         QTRY_VERIFY_WITH_TIMEOUT(remoteMeta(remote).value(QStringLiteral("uploading")).toBool(), 10000);
-        QTRY_COMPARE_WITH_TIMEOUT(remoteMeta(remote).value(QStringLiteral("uploadedSize")).toInteger(),
-                                  qint64(50000), 10000);
+        QTRY_COMPARE_WITH_TIMEOUT(remoteMeta(remote).value(QStringLiteral("uploadedSize")).toInteger(), qint64(50000),
+                                  10000);
 
-        const QString counter = addFault("GET", MetaRoute, {{"times", 1000}});
+        const QString counter = addFault("GET", MetaRoute, { { "times", 1000 } });
         QVERIFY(!counter.isEmpty());
         auto run = WorkerRun::make<RemoteInfoWorker>(uploadRecord(local, remote), m_token);
         run->worker->start();
@@ -541,7 +537,7 @@ private Q_SLOTS:
 
         socket->disconnectFromHost();
         QVERIFY(run->finish());
-        QCOMPARE(run->statuses(), (QList<int>{MFileTransferItem::Finished, MFileTransferItem::Finished}));
+        QCOMPARE(run->statuses(), (QList<int>{ MFileTransferItem::Finished, MFileTransferItem::Finished }));
         QCOMPARE(run->probe->startOffset(), qint64(50000));
         QCOMPARE(remoteMeta(remote).value(QStringLiteral("digest")).toString(), sha256(bytes));
     }
@@ -567,8 +563,8 @@ private Q_SLOTS:
         BTimings::Override timings(fast);
         // A request uses the first fault that matches: the errors come
         // first, and once they are used up the second fault only counts.
-        const QString error = addFault("GET", MetaRoute, {{"status", 500}, {"times", failures}});
-        const QString asks = addFault("GET", MetaRoute, {{"times", 1000}});
+        const QString error = addFault("GET", MetaRoute, { { "status", 500 }, { "times", failures } });
+        const QString asks = addFault("GET", MetaRoute, { { "times", 1000 } });
         QVERIFY(!error.isEmpty() && !asks.isEmpty());
 
         const QByteArray bytes = generatedBytes(1000, 1);
@@ -579,7 +575,7 @@ private Q_SLOTS:
         run->worker->start();
         QVERIFY(run->finish());
 
-        QCOMPARE(run->statuses(), (QList<int>{expectedStatus, expectedStatus}));
+        QCOMPARE(run->statuses(), (QList<int>{ expectedStatus, expectedStatus }));
         QCOMPARE(faultUses(error, failures) + faultUses(asks, 1000), expectedAsks);
         QVERIFY(m_server->clearFaults());
         int status = 0;
@@ -596,7 +592,8 @@ private Q_SLOTS:
         QTest::newRow("download held") << true << QStringLiteral("hang") << int(MFileTransferItem::Failed);
         QTest::newRow("download delayed") << true << QStringLiteral("delay") << int(MFileTransferItem::Failed);
         // All bytes went out before the silence: that counts as done.
-        QTest::newRow("upload sent, answer held") << false << QStringLiteral("hang") << int(MFileTransferItem::Finished);
+        QTest::newRow("upload sent, answer held")
+                << false << QStringLiteral("hang") << int(MFileTransferItem::Finished);
     }
 
     void inactivityEndsTheTransfer()
@@ -626,7 +623,7 @@ private Q_SLOTS:
         auto run = WorkerRun::make(record, m_token);
         run->worker->start();
         QVERIFY(run->finish());
-        QCOMPARE(run->statuses(), (QList<int>{expectedStatus, expectedStatus}));
+        QCOMPARE(run->statuses(), (QList<int>{ expectedStatus, expectedStatus }));
         QVERIFY(run->probe->finishes.at(0).fileId.isEmpty());
         if (isDownload)
             QVERIFY(!QFile::exists(record.getLocalPath()));
@@ -650,7 +647,7 @@ private Q_SLOTS:
         QFETCH(bool, fileKept);
 
         const QString held = addFault(isDownload ? "GET" : "PUT", isDownload ? ContentRoute : UploadRoute,
-                                      {{"hang", true}, {"times", 1000}});
+                                      { { "hang", true }, { "times", 1000 } });
         QVERIFY(!held.isEmpty());
         MFileTransferItem record;
         QString file;
@@ -675,7 +672,7 @@ private Q_SLOTS:
         QVERIFY(run->finish());
 
         // Only the report of the thread's end, with the status it started with.
-        QCOMPARE(run->statuses(), QList<int>{MFileTransferItem::Waiting});
+        QCOMPARE(run->statuses(), QList<int>{ MFileTransferItem::Waiting });
         QCOMPARE(QFile::exists(file), fileKept);
         if (fileKept && isDownload)
             QCOMPARE(readAll(file), m_smallBytes.left(400));
