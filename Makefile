@@ -44,6 +44,9 @@ test: asan
 demo:
 	@bash scripts/demo.sh
 
+fuzz:
+	@bash scripts/fuzz.sh
+
 bench: build
 	@bash bench/run.sh
 

@@ -17,6 +17,10 @@ function(zyr_apply_build_options target)
     target_compile_options(${target} PRIVATE -fsanitize=${_san} -fno-omit-frame-pointer -fno-sanitize-recover=undefined)
     target_link_options(${target} PRIVATE -fsanitize=${_san})
   endif()
+  if(ZYR_FUZZ)
+    # Coverage for the fuzzer in every library; the fuzz targets add the driver.
+    target_compile_options(${target} PRIVATE -fsanitize=fuzzer-no-link)
+  endif()
 endfunction()
 
 # zyr_stage_headers(<dir> <header>...)

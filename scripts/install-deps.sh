@@ -10,8 +10,13 @@ packages=(
   build-essential cmake ninja-build pkg-config
   qt6-base-dev qt6-base-dev-tools libqt6sql6-sqlite
   libcpp-httplib-dev libsqlite3-dev libssl-dev zlib1g-dev nlohmann-json3-dev
+  libcli11-dev libglib2.0-dev shared-mime-info
   curl
 )
+# scripts/fuzz.sh: clang's libFuzzer.
+if [ "${1:-}" = "fuzz" ]; then
+  packages+=(clang-14 libfuzzer-14-dev libclang-rt-14-dev)
+fi
 
 missing=()
 for p in "${packages[@]}"; do
