@@ -9,7 +9,7 @@
 
 namespace Trelan::Oku::ZYRController {
 
-BSyncWorkerManger::BSyncWorkerManger(int intervalMs) : m_timer(new QTimer)
+BSyncWorkerManger::BSyncWorkerManger(int intervalMs) : m_timer(new QTimer(this))
 {
     m_timer->setInterval(intervalMs);
     connect(m_timer, &QTimer::timeout, this, &BSyncWorkerManger::onTimeout);

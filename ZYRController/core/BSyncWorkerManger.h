@@ -18,7 +18,8 @@ class ISyncWorker;
 /// Waits, in a nested event loop on the calling thread, until every listed
 /// ISyncWorker has ended or the interval given to the constructor has
 /// passed. Other events (replies, timers, input) are delivered meanwhile.
-/// Workers are held by guarded pointer; the manager owns only its timer.
+/// Workers are held by guarded pointer; the manager owns only its timer (a
+/// child object).
 /// After a wait the list is empty and the manager can take the next batch.
 /// (The name is spelt so on purpose.)
 class ZYRCONTROLLER_EXPORT BSyncWorkerManger : public QObject {
@@ -51,7 +52,7 @@ private:
 
     QAtomicInt m_endedCount;
     QList<QPointer<ISyncWorker>> m_workers;
-    QTimer* m_timer;
+    QTimer* m_timer; // child, repeating
 };
 
 } // namespace Trelan::Oku::ZYRController
