@@ -2,46 +2,28 @@
 // SPDX-FileCopyrightText: 2026 The ZYR developers
 #pragma once
 
-#include "TestOwner.h"
-
-#include <ReplyWiring.h>
-#include <ScriptedReply.h>
-
-#include <ZYRController/BReplyHandlerBase.h>
-
-#include <QPointer>
-#include <QSignalSpy>
+#include <HandlerCatalogue.h>
+#include <ScriptedHttpServer.h>
 
 namespace Trelan::Oku::ZYRTest {
 
-/// Longest wait for one scripted request; replies play in a few event-loop
-/// turns, so this only bounds a broken run.
-inline constexpr int RequestTimeoutMs = 5000;
+/// Sends a handler's request through the service library, which wires the
+/// reply to the handler as in production, to a scripted loopback server.
+/// A handler does not care which request it answers, so every handler is
+/// sent as the same request.
+class HandlerHarness {
+public:
+    /// Starts the server and points the service library at it.
+    bool start();
+    /// The server answers with \a status and \a body; a status of 0 means no
+    /// answer at all: the connection is refused.
+    void send(ZYRController::BReplyHandlerBase* handler, int status, const QByteArray& body = QByteArray());
+    /// send(), then waits until the handler has deleted itself.
+    bool run(ZYRController::BReplyHandlerBase* handler, int status, const QByteArray& body = QByteArray());
 
-/// Wires \a reply to \a handler as the service library does, plays the
-/// reply and waits until the handler has deleted itself. False when it did
-/// not within the time limit.
-inline bool runToCompletion(ZYRController::BReplyHandlerBase* handler, ScriptedReply* reply)
-{
-    QSignalSpy destroyed(handler, &QObject::destroyed);
-    wireReply(handler, reply);
-    reply->start();
-    return destroyed.wait(RequestTimeoutMs);
-}
-
-/// Runs \a handler (made with owner.caller()) against a reply answering
-/// \a status and \a body; \a inspect sees the handler, as its concrete
-/// type, inside the owner's callback.
-template <typename Handler>
-bool answer(Handler* handler, TestOwner& owner, int status, const QByteArray& body,
-            std::function<void(Handler*)> inspect)
-{
-    owner.inspect = [inspect](ZYRController::BReplyHandlerBase* base) {
-        auto* concrete = qobject_cast<Handler*>(base);
-        if (concrete && inspect)
-            inspect(concrete);
-    };
-    return runToCompletion(handler, new ScriptedReply(status, body));
-}
+private:
+    ScriptedHttpServer m_server;
+    QUrl m_refusingUrl;
+};
 
 } // namespace Trelan::Oku::ZYRTest
