@@ -37,26 +37,13 @@ protected:
         QJsonObject object = marker;
         QJsonArray array{ marker };
         QJsonValue value = marker;
-        switch (m_probe->reader) {
-        case Reader::RootObject:
-            m_probe->result = readRootObject(object);
-            break;
-        case Reader::Envelope:
-            m_probe->result = readEnvelope(object);
-            break;
-        case Reader::Data:
-            m_probe->result = readData(value);
-            m_probe->out = value;
-            return;
-        case Reader::DataArray:
-            m_probe->result = readDataArray(array);
-            m_probe->out = array;
-            return;
-        case Reader::DataObject:
-            m_probe->result = readDataObject(object);
-            break;
-        }
-        m_probe->out = object;
+        const Reader reader = m_probe->reader;
+        m_probe->result = reader == Reader::RootObject ? readRootObject(object)
+                : reader == Reader::Envelope           ? readEnvelope(object)
+                : reader == Reader::Data               ? readData(value)
+                : reader == Reader::DataArray          ? readDataArray(array)
+                                                       : readDataObject(object);
+        m_probe->out = reader == Reader::Data ? value : reader == Reader::DataArray ? QJsonValue(array) : object;
     }
 
 private:

@@ -160,14 +160,11 @@ QList<FilePtr> makeChain(const QStringList& names)
     return nodes;
 }
 
-const QByteArrayList& handlerClasses()
+QByteArrayList handlerClasses()
 {
-    static const QByteArrayList names = [] {
-        QByteArrayList out;
-        for (const auto& factory : factories())
-            out << factory.first;
-        return out;
-    }();
+    QByteArrayList names;
+    for (const auto& factory : factories())
+        names << factory.first;
     return names;
 }
 

@@ -21,7 +21,7 @@ namespace Trelan::Oku::ZYRTest {
 QList<QSharedPointer<ZYRModel::MFile>> makeChain(const QStringList& names);
 
 /// The class names of the handlers makeHandler() knows.
-const QByteArrayList& handlerClasses();
+QByteArrayList handlerClasses();
 
 /// A new handler of \a className owning \a caller, made as its request would
 /// make it: workspace "w1", authority "u1", the nodes of the tree

@@ -5,6 +5,11 @@
 #include <HandlerCatalogue.h>
 #include <ScriptedHttpServer.h>
 
+#include <ZYRService/ZYRAccount.h>
+#include <ZYRService/ZYRServiceUtil.h>
+
+#include <QSignalSpy>
+
 namespace Trelan::Oku::ZYRTest {
 
 /// Sends a handler's request through the service library, which wires the
@@ -13,13 +18,33 @@ namespace Trelan::Oku::ZYRTest {
 /// sent as the same request.
 class HandlerHarness {
 public:
-    /// Starts the server and points the service library at it.
-    bool start();
+    /// Starts the server; also finds a port nobody listens on.
+    bool start()
+    {
+        QTcpServer closed;
+        if (!closed.listen(QHostAddress::LocalHost) || !m_server.listen())
+            return false;
+        m_refusingUrl = m_server.url();
+        m_refusingUrl.setPort(closed.serverPort());
+        return true;
+    }
+
     /// The server answers with \a status and \a body; a status of 0 means no
     /// answer at all: the connection is refused.
-    void send(ZYRController::BReplyHandlerBase* handler, int status, const QByteArray& body = QByteArray());
+    void send(ZYRController::BReplyHandlerBase* handler, int status, const QByteArray& body = QByteArray())
+    {
+        m_server.setHandler([status, body](const ScriptedRequest&) { return ScriptedResponse::json(status, body); });
+        ZYRService::ZYRServiceUtil::setServerUrl(status > 0 ? m_server.url() : m_refusingUrl);
+        ZYRService::ZYRAccount::GetUserInfo(QStringLiteral("token"), handler);
+    }
+
     /// send(), then waits until the handler has deleted itself.
-    bool run(ZYRController::BReplyHandlerBase* handler, int status, const QByteArray& body = QByteArray());
+    bool run(ZYRController::BReplyHandlerBase* handler, int status, const QByteArray& body = QByteArray())
+    {
+        QSignalSpy destroyed(handler, &QObject::destroyed);
+        send(handler, status, body);
+        return destroyed.wait(10000);
+    }
 
 private:
     ScriptedHttpServer m_server;
