@@ -215,7 +215,6 @@ void TestReplyHandlers::paths_data()
            R"({"data":{"parents":[{},{"fileId":"7"},{"name":"X"},{"fileId":"","name":"Y"},{"fileId":"9","name":"B"}]}})",
            { QStringLiteral("/B"), QStringLiteral("9=B") });
     addRow("ancestors: not in data", "BGetFilePathHandler", R"({"parents":[{"fileId":"7","name":"A"}]})", Blank);
-    const QStringList noPath(4, QString());
     addRow("path", "BQueryFilePathHandler",
            R"({"path":[{"id":"1","name":"/"},{"id":"7","name":"A"},{"id":"9","name":"B"}]})",
            { QStringLiteral("7/9"), QStringLiteral("A/B"), QStringLiteral("7"), QStringLiteral("A") });
@@ -224,7 +223,8 @@ void TestReplyHandlers::paths_data()
            { QStringLiteral("7/9"), QStringLiteral("A/B"), QStringLiteral("7/9"), QStringLiteral("A/B") });
     addRow("path: one element", "BQueryFilePathHandler", R"({"path":[{"id":"7","name":"A"}]})",
            { QStringLiteral("7"), QStringLiteral("A"), QString(), QString() });
-    addRow("path: in data", "BQueryFilePathHandler", R"({"data":{"path":[{"id":"7","name":"A"}]}})", noPath);
+    addRow("path: in data", "BQueryFilePathHandler", R"({"data":{"path":[{"id":"7","name":"A"}]}})",
+           QStringList(4, QString()));
 }
 
 void TestReplyHandlers::paths()

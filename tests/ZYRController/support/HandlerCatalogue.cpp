@@ -112,9 +112,9 @@ const QList<QPair<QByteArray, Factory>>& factories()
     return list;
 }
 
-QString flag(bool success)
+QStringList flag(bool success)
 {
-    return success ? QStringLiteral("success") : QStringLiteral("failure");
+    return { success ? QStringLiteral("success") : QStringLiteral("failure") };
 }
 
 // Takes the record the way owners do (release true) and describes it.
@@ -182,11 +182,11 @@ QStringList parsedResults(BReplyHandlerBase* handler)
 {
     // Subclasses that parse like their base are read through the base.
     if (auto* h = qobject_cast<BSimpleResultHandler*>(handler))
-        return { flag(h->isSuccess()) };
+        return flag(h->isSuccess());
     if (auto* h = qobject_cast<BAddAttributesHandler*>(handler))
-        return { flag(h->isSuccess()) };
+        return flag(h->isSuccess());
     if (auto* h = qobject_cast<BDeleteFilesHandler*>(handler))
-        return { flag(h->isSuccess()) };
+        return flag(h->isSuccess());
     if (auto* h = qobject_cast<BLoginHandler*>(handler))
         return taken<ZYRModel::MToken>(h->takeToken(true), [](auto& t) { return t.getAccessToken(); });
     if (auto* h = qobject_cast<BQueryUserInfoHandler*>(handler))

@@ -12,10 +12,8 @@
 
 namespace Trelan::Oku::ZYRTest {
 
-/// Sends a handler's request through the service library, which wires the
-/// reply to the handler as in production, to a scripted loopback server.
-/// A handler does not care which request it answers, so every handler is
-/// sent as the same request.
+/// Sends a handler's request through the service library, which wires the reply to it as in
+/// production, to a scripted loopback server. Any request will do: a handler reads any answer.
 class HandlerHarness {
 public:
     /// Starts the server; also finds a port nobody listens on.
@@ -29,8 +27,7 @@ public:
         return true;
     }
 
-    /// The server answers with \a status and \a body; a status of 0 means no
-    /// answer at all: the connection is refused.
+    /// The server answers \a status and \a body; status 0: the connection is refused.
     void send(ZYRController::BReplyHandlerBase* handler, int status, const QByteArray& body = QByteArray())
     {
         m_server.setHandler([status, body](const ScriptedRequest&) { return ScriptedResponse::json(status, body); });

@@ -1,10 +1,8 @@
 // SPDX-License-Identifier: MIT
 // SPDX-FileCopyrightText: 2026 The ZYR developers
 //
-// The first byte picks a reply handler, the rest is the body of a 200 answer,
-// arriving in three pieces. The handler parses it and calls its owner, which
-// reads every result as real owners do; the download handler must have
-// written the body exactly.
+// The first byte picks a reply handler, the rest is a 200 body arriving in three pieces. The owner
+// reads every result; the download handler must have written the body exactly.
 #include <HandlerCatalogue.h>
 
 #include <ZYRController/BDownloadFileHandler.h>
