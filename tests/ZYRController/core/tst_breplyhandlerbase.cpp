@@ -3,7 +3,6 @@
 #include <HandlerHarness.h>
 
 #include <QJsonDocument>
-#include <QSignalSpy>
 #include <QTest>
 
 using namespace Trelan::Oku::ZYRController;
@@ -14,7 +13,7 @@ namespace {
 enum class Reader { RootObject, Envelope, Data, DataArray, DataObject };
 enum class Ending { Answered, NullOwner, NullFunction, CancelBeforeRequest, CancelInFlight, CancelAsBodyArrives };
 
-/// What a probe saw while parsing; outlives the handler.
+/// What a probe saw while parsing (it outlives the handler); its readers' "out" starts as a marker.
 struct Probe {
     Reader reader = Reader::RootObject;
     int parses = 0;
@@ -22,8 +21,7 @@ struct Probe {
     QJsonValue out;
 };
 
-/// Runs one of the base's body readers on a 200 answer. Its "out" starts as
-/// a marker, so that an untouched one shows.
+/// Runs one of the base's body readers on a 200 answer.
 class ProbeHandler : public BReplyHandlerBase {
     Q_OBJECT
 public:
@@ -140,7 +138,6 @@ void TestBReplyHandlerBase::onlyStatus200IsParsed_data()
 
     QTest::newRow("200") << 200 << int(QNetworkReply::NoError);
     QTest::newRow("201") << 201 << int(QNetworkReply::NoError);
-    QTest::newRow("204") << 204 << int(QNetworkReply::NoError);
     QTest::newRow("304") << 304 << int(QNetworkReply::NoError);
     QTest::newRow("401") << 401 << int(QNetworkReply::AuthenticationRequiredError);
     QTest::newRow("404") << 404 << int(QNetworkReply::ContentNotFoundError);
@@ -182,13 +179,10 @@ void TestBReplyHandlerBase::ownerCalledOnceOrNeverAndAllDeleted()
     QFETCH(int, calls);
 
     TestOwner owner;
-    BActionFinishedCallerBase* caller = owner.caller();
-    if (ending == Ending::NullOwner || ending == Ending::NullFunction) {
-        BActionFinishedCallerBase::destroy(caller);
-        caller = ending == Ending::NullOwner
-                ? new BActionFinishedCaller<TestOwner>(nullptr, &TestOwner::onRequestFinished)
-                : new BActionFinishedCaller<TestOwner>(&owner, nullptr);
-    }
+    BActionFinishedCallerBase* caller = ending == Ending::NullOwner
+            ? new BActionFinishedCaller<TestOwner>(nullptr, &TestOwner::onRequestFinished)
+            : ending == Ending::NullFunction ? new BActionFinishedCaller<TestOwner>(&owner, nullptr)
+                                             : owner.caller();
     Probe probe;
     auto* handler = new ProbeHandler(caller, &probe);
     QSignalSpy handlerGone(handler, &QObject::destroyed);

@@ -59,8 +59,7 @@ private:
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     static int argc = 1;
-    static char name[] = "fuzz_handlers";
-    static char* argv[] = { name, nullptr };
+    static char* argv[] = { const_cast<char*>("fuzz_handlers"), nullptr };
     static QCoreApplication app(argc, argv);
     if (size == 0)
         return 0;
