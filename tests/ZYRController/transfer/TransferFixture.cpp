@@ -1,0 +1,196 @@
+// SPDX-License-Identifier: MIT
+// SPDX-FileCopyrightText: 2026 The ZYR developers
+#include "TransferFixture.h"
+
+#include <ZYRCommon/ApplicationSettings.h>
+#include <ZYRService/ZYRServiceUtil.h>
+
+#include <QCryptographicHash>
+#include <QDirIterator>
+#include <QJsonArray>
+#include <QSet>
+#include <QTest>
+
+using Trelan::Oku::ZYRCommon::ApplicationSettings;
+using Trelan::Oku::ZYRModel::MFile;
+using Trelan::Oku::ZYRService::ZYRServiceUtil;
+
+namespace {
+
+QSet<QString> threadIds()
+{
+    const QStringList tasks = QDir(QStringLiteral("/proc/self/task")).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+    return QSet<QString>(tasks.cbegin(), tasks.cend());
+}
+
+// Threads that ran before any worker (the main thread, a sanitizer's own).
+QSet<QString>& baselineThreads()
+{
+    static QSet<QString> tids = threadIds();
+    return tids;
+}
+
+// Qt names a QThread's system thread after its class (cut to 15 characters)
+// once it runs; until then it carries the name of the thread that made it.
+int liveWorkerThreads()
+{
+    static const QByteArray mainName = readAll(QStringLiteral("/proc/self/comm")).trimmed();
+    int count = 0;
+    for (const QString& task : threadIds()) {
+        const QByteArray name = readAll(QStringLiteral("/proc/self/task/%1/comm").arg(task)).trimmed();
+        if (name.startsWith("Trelan::Oku::ZY") || (name == mainName && !baselineThreads().contains(task)))
+            ++count;
+    }
+    return count;
+}
+
+} // namespace
+
+bool TransferFixture::start()
+{
+    baselineThreads();
+    cloud = std::make_unique<CloudServerFixture>();
+    if (!cloud->start()) {
+        qWarning("%s", qPrintable(cloud->errorString()));
+        return false;
+    }
+    ZYRServiceUtil::setServerUrl(cloud->baseUrl());
+    token = cloud->signIn();
+    return !token.isEmpty();
+}
+
+void TransferFixture::stop()
+{
+    ZYRServiceUtil::setServerUrl(QUrl());
+    cloud.reset();
+}
+
+bool TransferFixture::beginTest()
+{
+    dir = std::make_unique<QTemporaryDir>();
+    ApplicationSettings::setDatabaseLocation(dir->filePath(QStringLiteral("db")));
+    return dir->isValid();
+}
+
+bool TransferFixture::endTest()
+{
+    const bool ok = cloud->clearFaults() && waitForWorkersGone();
+    ZYRServiceUtil::setServerUrl(cloud->baseUrl());
+    ApplicationSettings::setDatabaseLocation(QString());
+    dir.reset();
+    return ok;
+}
+
+QString TransferFixture::path(const QString& relative) const
+{
+    return dir->filePath(relative);
+}
+
+QString TransferFixture::putFile(const QString& remotePath, const QByteArray& bytes)
+{
+    const QByteArray query = "?parentPath=" + encoded(QFileInfo(remotePath).path()) + "&path=" + encoded(remotePath)
+            + "&size=" + QByteArray::number(bytes.size()) + "&offset=0";
+    const CloudServerFixture::Reply reply
+            = cloud->request("PUT", UploadRoute + query, bytes, token, "application/octet-stream");
+    return reply.json().value(QStringLiteral("data")).toObject().value(QStringLiteral("id")).toString();
+}
+
+QJsonObject TransferFixture::remoteMeta(const QString& remotePath, int* status)
+{
+    const CloudServerFixture::Reply reply
+            = cloud->request("GET", MetaRoute + "?path=" + encoded(remotePath), QByteArray(), token);
+    if (status)
+        *status = reply.status;
+    return reply.json().value(QStringLiteral("data")).toObject();
+}
+
+QSharedPointer<MFile> TransferFixture::cloudFile(const QString& remotePath)
+{
+    auto file = QSharedPointer<MFile>::create();
+    MFile::fromJson(remoteMeta(remotePath), *file);
+    return file;
+}
+
+QString TransferFixture::addFault(const QByteArray& method, const QByteArray& pathPrefix, QJsonObject fault)
+{
+    fault.insert(QStringLiteral("method"), QString::fromLatin1(method));
+    fault.insert(QStringLiteral("pathPrefix"), QString::fromLatin1(pathPrefix));
+    return cloud->addFault(fault);
+}
+
+int TransferFixture::faultUses(const QString& faultId, int times)
+{
+    const QJsonArray items = cloud->request("GET", "/admin/faults").json().value(QStringLiteral("items")).toArray();
+    for (const QJsonValue& item : items) {
+        if (item.toObject().value(QStringLiteral("id")).toString() == faultId)
+            return times - item.toObject().value(QStringLiteral("times")).toInt();
+    }
+    return times; // used up and removed
+}
+
+QByteArray generatedBytes(qint64 size, int seed)
+{
+    QByteArray bytes(size, Qt::Uninitialized);
+    for (qint64 i = 0; i < size; ++i)
+        bytes[i] = char((i + seed) % 251);
+    return bytes;
+}
+
+QString sha256(const QByteArray& bytes)
+{
+    return QString::fromLatin1(QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex());
+}
+
+QByteArray readAll(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+bool writeAll(const QString& path, const QByteArray& bytes)
+{
+    QDir().mkpath(QFileInfo(path).path());
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+}
+
+QByteArray encoded(const QString& value)
+{
+    return QUrl::toPercentEncoding(value);
+}
+
+QMap<QString, QByteArray> treeContents(const QString& root)
+{
+    QMap<QString, QByteArray> tree;
+    const QDir base(root);
+    QDirIterator it(root, QDir::Files | QDir::Dirs | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System,
+                    QDirIterator::Subdirectories);
+    while (it.hasNext()) {
+        const QString path = it.next();
+        const bool folder = it.fileInfo().isDir() && !it.fileInfo().isSymLink();
+        tree.insert(base.relativeFilePath(path) + (folder ? QStringLiteral("/") : QString()),
+                    folder ? QByteArray() : readAll(path));
+    }
+    return tree;
+}
+
+bool waitForWorkersGone()
+{
+    if (!QTest::qWaitFor([] { return liveWorkerThreads() == 0; }, 20000))
+        return false;
+    // The finished() -> deleteLater() call was posted before the thread
+    // ended; deliver it, then the deferred deletion it posts.
+    QCoreApplication::sendPostedEvents();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    return true;
+}
+
+#if defined(__SANITIZE_THREAD__)
+// zyr-cloud is started through QProcess, which forks while Qt's threads run;
+// the child execs at once, but ThreadSanitizer would stop the test at its
+// next thread unless told that this fork is fine. TSAN_OPTIONS still wins.
+extern "C" const char* __tsan_default_options()
+{
+    return "die_after_fork=0";
+}
+#endif
