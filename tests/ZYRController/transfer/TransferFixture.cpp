@@ -59,12 +59,6 @@ bool TransferFixture::start()
     return !token.isEmpty();
 }
 
-void TransferFixture::stop()
-{
-    ZYRServiceUtil::setServerUrl(QUrl());
-    cloud.reset();
-}
-
 bool TransferFixture::beginTest()
 {
     dir = std::make_unique<QTemporaryDir>();
@@ -88,26 +82,28 @@ QString TransferFixture::path(const QString& relative) const
 
 QString TransferFixture::putFile(const QString& remotePath, const QByteArray& bytes)
 {
-    const QByteArray query = "?parentPath=" + encoded(QFileInfo(remotePath).path()) + "&path=" + encoded(remotePath)
-            + "&size=" + QByteArray::number(bytes.size()) + "&offset=0";
+    const QByteArray query = "?parentPath=" + QUrl::toPercentEncoding(QFileInfo(remotePath).path()) + "&path="
+            + QUrl::toPercentEncoding(remotePath) + "&size=" + QByteArray::number(bytes.size()) + "&offset=0";
     const CloudServerFixture::Reply reply
             = cloud->request("PUT", UploadRoute + query, bytes, token, "application/octet-stream");
     return reply.json().value(QStringLiteral("data")).toObject().value(QStringLiteral("id")).toString();
 }
 
-QJsonObject TransferFixture::remoteMeta(const QString& remotePath, int* status)
+QJsonObject TransferFixture::remoteMeta(const QString& remotePath)
 {
-    const CloudServerFixture::Reply reply
-            = cloud->request("GET", MetaRoute + "?path=" + encoded(remotePath), QByteArray(), token);
-    if (status)
-        *status = reply.status;
-    return reply.json().value(QStringLiteral("data")).toObject();
+    const QByteArray query = "/api/v1/workspaces/w-design/meta?path=" + QUrl::toPercentEncoding(remotePath);
+    return cloud->request("GET", query, QByteArray(), token).json().value(QStringLiteral("data")).toObject();
 }
 
 QSharedPointer<MFile> TransferFixture::cloudFile(const QString& remotePath)
 {
+    return fileFromJson(remoteMeta(remotePath));
+}
+
+QSharedPointer<MFile> fileFromJson(const QJsonObject& object)
+{
     auto file = QSharedPointer<MFile>::create();
-    MFile::fromJson(remoteMeta(remotePath), *file);
+    MFile::fromJson(object, *file);
     return file;
 }
 
@@ -154,11 +150,6 @@ bool writeAll(const QString& path, const QByteArray& bytes)
     return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
 }
 
-QByteArray encoded(const QString& value)
-{
-    return QUrl::toPercentEncoding(value);
-}
-
 QMap<QString, QByteArray> treeContents(const QString& root)
 {
     QMap<QString, QByteArray> tree;
@@ -186,9 +177,7 @@ bool waitForWorkersGone()
 }
 
 #if defined(__SANITIZE_THREAD__)
-// zyr-cloud is started through QProcess, which forks while Qt's threads run;
-// the child execs at once, but ThreadSanitizer would stop the test at its
-// next thread unless told that this fork is fine. TSAN_OPTIONS still wins.
+// QProcess forks (zyr-cloud) while Qt's threads run, and the child execs at once.
 extern "C" const char* __tsan_default_options()
 {
     return "die_after_fork=0";

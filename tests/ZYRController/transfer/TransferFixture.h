@@ -19,13 +19,11 @@ class TransferFixture {
 public:
     static inline const QString Workspace = QStringLiteral("w-design");
     static inline const QByteArray ContentRoute = "/api/v1/workspaces/w-design/files/";
-    static inline const QByteArray MetaRoute = "/api/v1/workspaces/w-design/meta";
     static inline const QByteArray UploadRoute = "/api/v1/workspaces/w-design/upload";
 
     /// Starts the server and signs in; the service library talks to it.
     bool start();
-    void stop();
-    /// A new temporary folder, which also holds the transfer store.
+    /// A new temporary folder, which also holds the stores.
     bool beginTest();
     /// Clears faults, waits until every worker thread is gone, removes the folder.
     bool endTest();
@@ -33,8 +31,7 @@ public:
     QString path(const QString& relative) const;
     /// Uploads \a bytes to \a remotePath with a plain request; the file's id.
     QString putFile(const QString& remotePath, const QByteArray& bytes);
-    QJsonObject remoteMeta(const QString& remotePath, int* status = nullptr);
-    /// The cloud's node at \a remotePath, as the views hand it to the queue.
+    QJsonObject remoteMeta(const QString& remotePath);
     QSharedPointer<Trelan::Oku::ZYRModel::MFile> cloudFile(const QString& remotePath);
     QString addFault(const QByteArray& method, const QByteArray& pathPrefix, QJsonObject fault);
     /// How many requests a fault added with \a times has seen.
@@ -45,12 +42,11 @@ public:
     std::unique_ptr<QTemporaryDir> dir;
 };
 
-/// Bytes whose value at i is (i + seed) mod 251.
 QByteArray generatedBytes(qint64 size, int seed = 0);
 QString sha256(const QByteArray& bytes);
+QSharedPointer<Trelan::Oku::ZYRModel::MFile> fileFromJson(const QJsonObject& object);
 QByteArray readAll(const QString& path);
 bool writeAll(const QString& path, const QByteArray& bytes);
-QByteArray encoded(const QString& value);
 /// Every file below \a root by relative path with its bytes; folders as
 /// "path/" with no bytes.
 QMap<QString, QByteArray> treeContents(const QString& root);

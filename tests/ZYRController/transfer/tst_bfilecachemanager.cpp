@@ -30,7 +30,6 @@ private Q_SLOTS:
     void cleanup();
     void currentCopyIsChosen_data();
     void currentCopyIsChosen();
-    void localDirectoryMaintenance();
 };
 
 void TestBFileCacheManager::addCopy(BFileCacheManager& cache, const QString& relativePath, const QString& digest)
@@ -129,20 +128,6 @@ void TestBFileCacheManager::currentCopyIsChosen()
         QCOMPARE(out.getLocalDir() + QLatin1Char('/') + out.getLocalName(), m_dir->filePath(chosen));
     QCOMPARE(storedCopies(QStringLiteral("f1")), left);
     QVERIFY(!cache.getCacheItem(QWeakPointer<MFile>(), out, QString(), QString()));
-}
-
-void TestBFileCacheManager::localDirectoryMaintenance()
-{
-    BFileCacheManager cache;
-    addCopy(cache, QStringLiteral("a/plan.dwg"), QStringLiteral("d1"));
-    QVERIFY(cache.addCacheItem(QStringLiteral("f2"), QStringLiteral("d2"), m_dir->filePath(QStringLiteral("b/x"))));
-    // Folders are normalised before they are compared.
-    QVERIFY(cache.updateCacheItemLocalDir(m_dir->filePath(QStringLiteral("a/")), m_dir->filePath(QStringLiteral("m"))));
-    QCOMPARE(storedCopies(QStringLiteral("f1")), QStringList{ QStringLiteral("m/plan.dwg") });
-    QString backslashed = m_dir->filePath(QStringLiteral("b"));
-    QVERIFY(cache.removeCacheItemByLocalDir(backslashed.replace(QLatin1Char('/'), QLatin1Char('\\'))));
-    QVERIFY(storedCopies(QStringLiteral("f2")).isEmpty());
-    QCOMPARE(storedCopies(QStringLiteral("f1")).size(), 1);
 }
 
 QTEST_GUILESS_MAIN(TestBFileCacheManager)
