@@ -386,12 +386,14 @@ void TestBFileTransferManager::folderTreeGoesUpAndComesBack()
     for (auto it = files.cbegin(); it != files.cend(); ++it)
         QVERIFY(writeAll(root + QLatin1Char('/') + it.key(), it.value()));
     QVERIFY(QDir().mkpath(root + QStringLiteral("/empty")));
-    // Links to folders are not followed (one to the folder itself, two in
+    // Links to folders are not followed (one to the folder itself, three in
     // sub); a link to a file is uploaded as that file.
     QVERIFY(QFile::link(root, root + QStringLiteral("/loop")));
     QVERIFY(QFile::link(root, root + QStringLiteral("/sub/up")));
     QVERIFY(QFile::link(root + QStringLiteral("/sub"), root + QStringLiteral("/sub/self")));
     QVERIFY(QFile::link(root + QStringLiteral("/top0.txt"), root + QStringLiteral("/sub/alias.txt")));
+    QVERIFY(writeAll(m_fx.path(QStringLiteral("elsewhere/e.txt")), "e"));
+    QVERIFY(QFile::link(m_fx.path(QStringLiteral("elsewhere")), root + QStringLiteral("/sub/out")));
     files.insert(QStringLiteral("sub/alias.txt"), files.value(QStringLiteral("top0.txt")));
 
     auto queue = signedInQueue(true);
@@ -504,7 +506,7 @@ void TestBFileTransferManager::userChangeSwapsTheQueue()
                                  i < 250 ? Item::Finished : Item::Failed,
                                  QDateTime::currentDateTime().addSecs(i - 300)));
     QVERIFY(storeRecords(bobs));
-    const QString slowPaths = m_fx.addFault("GET", "/api/v1/files/path", { { "delayMs", 300 }, { "times", 3 } });
+    const QString slowPaths = m_fx.addFault("GET", "/api/v1/files/path", { { "hang", true }, { "times", 3 } });
     auto queue = signedInQueue(true);
     for (int i = 0; i < 3; ++i) {
         QVERIFY(writeAll(m_fx.path(QStringLiteral("u%1.bin").arg(i)), "up"));
@@ -520,6 +522,7 @@ void TestBFileTransferManager::userChangeSwapsTheQueue()
     queue->setUserId(QStringLiteral("u-bob"), m_fx.cloud->signIn(QStringLiteral("bob"), QStringLiteral("bob-pass")));
     QSignalSpy late(queue.get(), &BFileTransferManager::fillRemoteInfoFinished);
     QSignalSpy changed(queue.get(), &BFileTransferManager::transferItemStatusUpdated);
+    QVERIFY(m_fx.cloud->clearFaults()); // the answers go out now
     QVERIFY(!m_fx.addFault("GET", "/api/v1/users/me", { { "delayMs", 600 } }).isEmpty());
     QCOMPARE(m_fx.cloud->request("GET", "/api/v1/users/me", QByteArray(), m_fx.token).status, 200);
     QVERIFY(waitForWorkersGone());
