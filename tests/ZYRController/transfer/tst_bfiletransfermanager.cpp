@@ -57,6 +57,7 @@ QHash<QString, Item> storeContents(const QString& user = Alice)
 // downloads a folder and says on stdout what it did until it is killed.
 int runQueueChild(int argc, char** argv)
 {
+    qputenv("QT_NO_GLIB", "1"); // ThreadSanitizer cannot see glib's wake-ups hand over
     QCoreApplication app(argc, argv);
     const QStringList args = qEnvironmentVariable("ZYR_QUEUE_CHILD").split(QLatin1Char('\n'));
     ZYRServiceUtil::setServerUrl(QUrl(args.at(0)));
@@ -69,16 +70,13 @@ int runQueueChild(int argc, char** argv)
         fflush(stdout);
     });
     QObject::connect(&queue, &BFileTransferManager::transferItemStatusUpdated, [](Item*, int, int status) {
-        if (status == Item::Finished)
-            printf("finished\n");
+        printf("%s", status == Item::Finished ? "finished\n" : "");
         fflush(stdout);
     });
-    auto folder = QSharedPointer<MFile>::create();
-    folder->setId(args.at(3));
-    folder->setFileName(QStringLiteral("tree"));
-    folder->setIsFolder(true);
-    folder->setWorkspaceId(TransferFixture::Workspace);
-    queue.download(folder, args.at(4), QString());
+    const QJsonObject folder{
+        { "id", args.at(3) }, { "name", "tree" }, { "isFolder", true }, { "workspaceId", "w-design" }
+    };
+    queue.download(fileFromJson(folder), args.at(4), QString());
     return app.exec();
 }
 
