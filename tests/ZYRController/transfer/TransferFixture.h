@@ -2,10 +2,10 @@
 // SPDX-FileCopyrightText: 2026 The ZYR developers
 #pragma once
 
-// What the transfer worker and queue suites share: zyr-cloud signed in as
-// alice, a fresh folder and transfer store per test, and file helpers.
+// Shared by the transfer suites: zyr-cloud signed in as alice, a folder and store per test.
 
 #include "CloudServerFixture.h"
+#include "TransferTestUtils.h"
 
 #include <ZYRModel/MFile.h>
 
@@ -29,7 +29,6 @@ public:
     bool endTest();
 
     QString path(const QString& relative) const;
-    /// Uploads \a bytes to \a remotePath with a plain request; the file's id.
     QString putFile(const QString& remotePath, const QByteArray& bytes);
     QJsonObject remoteMeta(const QString& remotePath);
     QSharedPointer<Trelan::Oku::ZYRModel::MFile> cloudFile(const QString& remotePath);
@@ -42,14 +41,9 @@ public:
     std::unique_ptr<QTemporaryDir> dir;
 };
 
-QByteArray generatedBytes(qint64 size, int seed = 0);
-QString sha256(const QByteArray& bytes);
+using namespace TransferTestUtils;
 QSharedPointer<Trelan::Oku::ZYRModel::MFile> fileFromJson(const QJsonObject& object);
-QByteArray readAll(const QString& path);
-bool writeAll(const QString& path, const QByteArray& bytes);
-/// Every file below \a root by relative path with its bytes; folders as
-/// "path/" with no bytes.
+/// Every file below \a root by relative path with its bytes; folders as "path/".
 QMap<QString, QByteArray> treeContents(const QString& root);
-/// Waits until no worker thread of this process is left and every worker
-/// object is deleted, so that none outlives the files of its test.
+/// Waits until every worker thread is gone, so that none outlives its test's files.
 bool waitForWorkersGone();

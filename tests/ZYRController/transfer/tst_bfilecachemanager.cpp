@@ -68,9 +68,8 @@ void TestBFileCacheManager::cleanup()
 
 void TestBFileCacheManager::currentCopyIsChosen_data()
 {
-    // Copies "path digest"; what happens to a/plan.dwg before the lookup;
-    // the cloud's digest, the preferred folder and name; the copy chosen
-    // ("" for none) and the records left.
+    // Copies "path digest", a change to a/plan.dwg, the cloud's digest, the
+    // preferred folder and name; the copy chosen ("": none), the records left.
     QTest::addColumn<QStringList>("copies");
     QTest::addColumn<QString>("change");
     QTest::addColumn<QString>("digest");

@@ -86,11 +86,8 @@ class TestBFileTransferManager : public QObject {
     Q_OBJECT
 
 private:
-    // A download record of an unknown file: started, it fails at once.
     Item storedRecord(const QString& user, const QString& fileId, Item::TransferStatus status, const QDateTime& time);
-    // A queue signed in as the views do it: the token, then the user.
     Queue signedInQueue(bool persist, const QString& user = Alice);
-    // A queue holding \a count failed records (no worker runs for them).
     Queue queueWithFailedRecords(int count);
 
     TransferFixture m_fx;
@@ -151,8 +148,6 @@ Queue TestBFileTransferManager::queueWithFailedRecords(int count)
 
 void TestBFileTransferManager::initTestCase()
 {
-    if (CloudServerFixture::defaultOptions().serverBinary.isEmpty())
-        QSKIP("this build has no zyr-cloud");
     QVERIFY(m_fx.start());
     for (int i = 0; i < 8; ++i) {
         m_fileBytes.append(generatedBytes(20000 + 1000 * i, i));
