@@ -8,6 +8,7 @@
 #include <QDirIterator>
 #include <QJsonArray>
 #include <QSet>
+#include <QTcpSocket>
 #include <QTest>
 
 using Trelan::Oku::ZYRCommon::ApplicationSettings;
@@ -119,6 +120,49 @@ int TransferFixture::faultUses(const QString& faultId, int times)
             return times - item.toObject().value(QStringLiteral("times")).toInt();
     }
     return times; // used up and removed
+}
+
+ScriptedServer::ScriptedServer()
+{
+    connect(this, &QTcpServer::newConnection, this, [this] {
+        while (QTcpSocket* socket = nextPendingConnection()) {
+            connect(socket, &QTcpSocket::readyRead, this, [this, socket] { read(socket); });
+            connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
+        }
+    });
+    listen(QHostAddress::LocalHost, 0);
+}
+
+QUrl ScriptedServer::url() const
+{
+    return QUrl(QStringLiteral("http://127.0.0.1:%1").arg(serverPort()));
+}
+
+void ScriptedServer::read(QTcpSocket* socket)
+{
+    QByteArray& buffer = m_buffers[socket];
+    buffer += socket->readAll();
+    // GET requests only: a request ends with its headers.
+    for (qsizetype end = buffer.indexOf("\r\n\r\n"); end >= 0; end = buffer.indexOf("\r\n\r\n")) {
+        const QList<QByteArray> lines = buffer.left(end).split('\n');
+        buffer.remove(0, end + 4);
+        QByteArray range;
+        for (const QByteArray& line : lines)
+            range = line.toLower().startsWith("range:") ? line.mid(6).trimmed() : range;
+        targets.append(lines.constFirst().split(' ').value(1));
+        ranges.append(range);
+        const QByteArray response = answer(targets.constLast(), range);
+        socket->write(response);
+        if (response.contains("Connection: close\r\n"))
+            return socket->disconnectFromHost();
+    }
+}
+
+QByteArray httpAnswer(int status, const QByteArray& headers, const QByteArray& body, bool cut)
+{
+    const QByteArray end
+            = cut ? "Connection: close\r\n\r\n" : "Content-Length: " + QByteArray::number(body.size()) + "\r\n\r\n";
+    return "HTTP/1.1 " + QByteArray::number(status) + " Scripted\r\n" + headers + end + body;
 }
 
 QMap<QString, QByteArray> treeContents(const QString& root)

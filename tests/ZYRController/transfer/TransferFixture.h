@@ -12,7 +12,9 @@
 #include <QJsonObject>
 #include <QMap>
 #include <QSharedPointer>
+#include <QTcpServer>
 #include <QTemporaryDir>
+#include <functional>
 #include <memory>
 
 class TransferFixture {
@@ -40,6 +42,25 @@ public:
     QString token;
     std::unique_ptr<QTemporaryDir> dir;
 };
+
+/// A loopback server that answers each GET with what `answer` gives for its
+/// target and Range header: a whole HTTP response, sent as it is (a response
+/// with "Connection: close" ends by closing the connection).
+class ScriptedServer : public QTcpServer {
+public:
+    ScriptedServer();
+    QUrl url() const;
+    std::function<QByteArray(const QByteArray& target, const QByteArray& range)> answer;
+    QList<QByteArray> targets;
+    QList<QByteArray> ranges;
+
+private:
+    void read(QTcpSocket* socket);
+    QHash<QTcpSocket*, QByteArray> m_buffers;
+};
+/// A response of \a status with \a headers ("Name: value\r\n" each) and
+/// \a body; \a cut: without a length, ended by closing the connection.
+QByteArray httpAnswer(int status, const QByteArray& headers, const QByteArray& body, bool cut = false);
 
 using namespace TransferTestUtils;
 QSharedPointer<Trelan::Oku::ZYRModel::MFile> fileFromJson(const QJsonObject& object);

@@ -84,7 +84,6 @@ void TestBFileCacheManager::currentCopyIsChosen_data()
     // clang-format off
     QTest::newRow("current copy") << one << "" << "d1" << "" << "" << "a/plan.dwg" << QStringList{ "a/plan.dwg" };
     QTest::newRow("touched copy is dropped") << one << "touch" << "d1" << "" << "" << "" << QStringList{};
-    QTest::newRow("deleted copy is dropped") << one << "delete" << "d1" << "" << "" << "" << QStringList{};
     QTest::newRow("new cloud version drops all") << three << "" << "d2" << "" << "" << "" << QStringList{};
     QTest::newRow("stale goes, valid stays") << QStringList{ "a/plan.dwg old", "b/plan.dwg d1" } << "" << "d1" << ""
                                              << "" << "b/plan.dwg" << QStringList{ "b/plan.dwg" };
@@ -92,7 +91,6 @@ void TestBFileCacheManager::currentCopyIsChosen_data()
     QTest::newRow("preferred folder") << three << "" << "d1" << "b/" << "" << "b/plan.dwg" << all;
     QTest::newRow("folder and name") << three << "" << "d1" << "b" << "plan (1).dwg" << "b/plan (1).dwg" << all;
     QTest::newRow("unknown name: last in the folder") << three << "" << "d1" << "b" << "x" << "b/plan (1).dwg" << all;
-    QTest::newRow("unknown folder: the first") << three << "" << "d1" << "c" << "" << "a/plan.dwg" << all;
     // clang-format on
 }
 
