@@ -113,11 +113,13 @@ void BDownloadFileHandler::decide(QNetworkReply* reply)
     m_decided = true;
     if (status.toInt() == 206) {
         qint64 first = -1;
-        if (!parseContentRange(reply->rawHeader("Content-Range"), first, m_announcedSize) || first != m_resumeOffset) {
+        const bool parsed = parseContentRange(reply->rawHeader("Content-Range"), first, m_announcedSize);
+        // Without an expected file, a range is taken as it comes.
+        if (m_resumeOffset >= 0 && (!parsed || first != m_resumeOffset)) {
             qCWarning(lcDownload) << "dropping a range that does not start at" << m_resumeOffset;
             return;
         }
-        m_bodyOffset = first;
+        m_bodyOffset = qMax(qint64(0), first);
     } else if (status.toInt() == 200) {
         // The whole file, whatever was asked for.
         bool known = false;
@@ -131,7 +133,8 @@ void BDownloadFileHandler::decide(QNetworkReply* reply)
         // first bytes of the next, resumed attempt.
         return;
     }
-    m_digest = reply->rawHeader("X-Digest").trimmed().toLower();
+    // The digest is checked for an expected file only.
+    m_digest = m_resumeOffset < 0 ? QByteArray() : reply->rawHeader("X-Digest").trimmed().toLower();
     if (!m_digest.isEmpty()) {
         m_hasher = std::make_unique<BSha256Hasher>();
         if (m_bodyOffset > 0 && !hashKeptBytes())

@@ -35,7 +35,9 @@ public:
     ~BDownloadFileHandler() override;
 
     /// The offset the request resumes from (the bytes the file holds) and
-    /// the size the file must reach; -1: no limit.
+    /// the size the file must reach (-1: no limit). Without it a 206 is
+    /// written as it comes, a 200 after what the device holds, and no digest
+    /// is checked.
     void setExpectedFile(qint64 resumeOffset, qint64 fileSize);
 
     /// Bytes written to the device by this handler.
@@ -66,7 +68,7 @@ private:
     void drainReply();
 
     QIODevice* m_target;
-    qint64 m_resumeOffset = 0;
+    qint64 m_resumeOffset = -1;
     qint64 m_fileSize = -1;
     qint64 m_bytesWritten = 0;
     qint64 m_bodyOffset = -1;
