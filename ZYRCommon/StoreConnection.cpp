@@ -198,6 +198,10 @@ bool StoreConnection::configure(const QSqlDatabase& db, const Schema& schema)
     if (version == schema.version)
         return true;
     return transaction(db, "schema creation", [&db, &schema] {
+        // Another connection may have brought the file up to date since the
+        // version was read; under the write lock the answer is final.
+        if (pragmaValue(db, QStringLiteral("PRAGMA user_version")).toInt() >= schema.version)
+            return true;
         for (const QString& statement : schema.statements) {
             if (!exec(db, statement, "schema creation"))
                 return false;

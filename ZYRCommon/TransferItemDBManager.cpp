@@ -16,7 +16,8 @@ using ZYRModel::MFileTransferItem;
 
 namespace {
 
-constexpr int SchemaVersion = 1;
+// 1: the records; 2: the failure reason of a Failed record.
+constexpr int SchemaVersion = 2;
 
 const StoreConnection::Schema& schema()
 {
@@ -36,14 +37,18 @@ const StoreConnection::Schema& schema()
                                                              " update_time INTEGER,"
                                                              " status INTEGER NOT NULL DEFAULT 0)"),
                                               QStringLiteral("CREATE INDEX IF NOT EXISTS transfer_items_user_status"
-                                                             " ON transfer_items (user_id, status)") } };
+                                                             " ON transfer_items (user_id, status)"),
+                                              // Runs once, from version 0 or 1 alike: the table
+                                              // above is the first version's.
+                                              QStringLiteral("ALTER TABLE transfer_items ADD COLUMN"
+                                                             " failure_reason INTEGER NOT NULL DEFAULT 0") } };
     return s;
 }
 
 // Column order shared by the SELECTs and readItem().
 const QLatin1String Columns("id, user_id, file_id, is_download, local_path, remote_parent_path,"
                             " remote_path, size, bytes_completed, workspace_id, create_time,"
-                            " update_time, status");
+                            " update_time, status, failure_reason");
 
 // A null QString would be bound as SQL NULL; the text columns hold '' instead.
 QVariant text(const QString& value)
@@ -81,6 +86,7 @@ void bindFields(QSqlQuery& query, const MFileTransferItem& item)
     query.addBindValue(time(item.getCreateTime()));
     query.addBindValue(time(item.getUpdateTime()));
     query.addBindValue(static_cast<int>(item.getStatus()));
+    query.addBindValue(static_cast<int>(item.getFailureReason()));
 }
 
 MFileTransferItem readItem(const QSqlQuery& query)
@@ -99,6 +105,7 @@ MFileTransferItem readItem(const QSqlQuery& query)
     item.setCreateTime(timeAt(query, 10));
     item.setUpdateTime(timeAt(query, 11));
     item.setStatus(static_cast<MFileTransferItem::TransferStatus>(query.value(12).toInt()));
+    item.setFailureReason(static_cast<MFileTransferItem::FailureReason>(query.value(13).toInt()));
     return item;
 }
 
@@ -113,11 +120,11 @@ bool hasId(const MFileTransferItem* item, const char* what)
 const QString InsertSql
         = QStringLiteral("INSERT OR REPLACE INTO transfer_items (id, user_id, file_id, is_download, local_path,"
                          " remote_parent_path, remote_path, size, bytes_completed, workspace_id, create_time,"
-                         " update_time, status) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
+                         " update_time, status, failure_reason) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
 const QString UpdateSql
         = QStringLiteral("UPDATE transfer_items SET user_id = ?, file_id = ?, is_download = ?, local_path = ?,"
                          " remote_parent_path = ?, remote_path = ?, size = ?, bytes_completed = ?, workspace_id = ?,"
-                         " create_time = ?, update_time = ?, status = ? WHERE id = ?");
+                         " create_time = ?, update_time = ?, status = ?, failure_reason = ? WHERE id = ?");
 const QString DeleteSql = QStringLiteral("DELETE FROM transfer_items WHERE id = ?");
 
 bool insertPrepared(QSqlQuery& query, const MFileTransferItem& item)

@@ -142,13 +142,23 @@ void MFileTransferItem::setStatus(TransferStatus status)
     m_status = status;
 }
 
+MFileTransferItem::FailureReason MFileTransferItem::getFailureReason() const
+{
+    return m_failureReason;
+}
+
+void MFileTransferItem::setFailureReason(FailureReason reason)
+{
+    m_failureReason = reason;
+}
+
 bool MFileTransferItem::operator==(const MFileTransferItem& o) const
 {
     return m_id == o.m_id && m_userId == o.m_userId && m_fileId == o.m_fileId && m_isDownload == o.m_isDownload
             && m_localPath == o.m_localPath && m_remoteParentPath == o.m_remoteParentPath
             && m_remotePath == o.m_remotePath && m_size == o.m_size && m_bytesCompleted == o.m_bytesCompleted
             && m_workspaceId == o.m_workspaceId && m_createTime == o.m_createTime && m_updateTime == o.m_updateTime
-            && m_status == o.m_status;
+            && m_status == o.m_status && m_failureReason == o.m_failureReason;
 }
 
 } // namespace Trelan::Oku::ZYRModel

@@ -23,6 +23,26 @@ public:
         Interrupted = 4,
     };
 
+    /// Why a record ended Failed, for a view to explain; kept in the store.
+    /// NoFailure for every other status.
+    enum FailureReason {
+        NoFailure = 0,
+        /// A name from the server cannot be a local file or folder name
+        /// ("..", holds a separator or a control character, ...): nothing
+        /// was requested or written.
+        UnsafeName = 1,
+        /// The server refused, the connection broke, or the answer could not
+        /// be used (a byte range other than the one asked for).
+        RequestFailed = 2,
+        /// The bytes received differ from the size or digest the server
+        /// gave for the file; they were dropped.
+        WrongContent = 3,
+        /// The local file could not be read, written or put in its place.
+        LocalFileError = 4,
+        /// No reply and no progress for the inactivity timeout.
+        TimedOut = 5,
+    };
+
     MFileTransferItem();
 
     const QString& getId() const;
@@ -53,6 +73,8 @@ public:
     void setUpdateTime(const QDateTime& time);
     TransferStatus getStatus() const;
     void setStatus(TransferStatus status);
+    FailureReason getFailureReason() const;
+    void setFailureReason(FailureReason reason);
 
     bool operator==(const MFileTransferItem& other) const;
     bool operator!=(const MFileTransferItem& other) const { return !(*this == other); }
@@ -71,6 +93,7 @@ private:
     QDateTime m_createTime;
     QDateTime m_updateTime;
     TransferStatus m_status = Waiting;
+    FailureReason m_failureReason = NoFailure;
 };
 
 } // namespace Trelan::Oku::ZYRModel

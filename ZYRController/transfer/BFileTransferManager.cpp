@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // SPDX-FileCopyrightText: 2026 The ZYR developers
 #include <ZYRController/BFileTransferManager.h>
+#include <ZYRController/BFileTransferManager_p.h>
 
 #include <ZYRCommon/FileUtils.h>
 #include <ZYRController/BActionFinishedCaller.h>
@@ -12,10 +13,9 @@
 #include <QDateTime>
 #include <QDir>
 #include <QLoggingCategory>
+#include <QScopedValueRollback>
 #include <QThread>
 #include <QUuid>
-#include <algorithm>
-#include <limits>
 
 Q_LOGGING_CATEGORY(lcTransfer, "zyr.controller.transfer", QtWarningMsg)
 
@@ -27,111 +27,95 @@ using Trelan::Oku::ZYRModel::MFileCacheItem;
 using Trelan::Oku::ZYRModel::MFileTransferItem;
 using Trelan::Oku::ZYRService::ZYRDocument;
 using Caller = BActionFinishedCaller<BFileTransferManager>;
+using ItemList = BFileTransferManagerPrivate::ItemList;
+using WorkerSlot = BFileTransferManagerPrivate::WorkerSlot;
 
-namespace {
-int clampToInt(qint64 value)
+BFileTransferManagerPrivate::BFileTransferManagerPrivate(BFileTransferManager* owner, const QString& user, bool persist)
+    : q(owner), userId(user), timings(BTimings::current()), store(persist, timings.dbFlushIntervalMs),
+      speed(timings.speedTickMs)
 {
-    return static_cast<int>(
-            qBound(qint64(std::numeric_limits<int>::min()), value, qint64(std::numeric_limits<int>::max())));
+    QObject::connect(speed.timer(), &QTimer::timeout, q, &BFileTransferManager::slotSpeedCheckTimerTriggered);
+    QObject::connect(q, &BFileTransferManager::transferItemStatusUpdated, q,
+                     &BFileTransferManager::slotTransferItemStatusUpdated);
+    QObject::connect(q, &BFileTransferManager::fillRemoteInfoFinished, q, &BFileTransferManager::slotWorkerFinished);
+    QObject::connect(store.timer(), &QTimer::timeout, q, &BFileTransferManager::executeDBOperation);
 }
-} // namespace
 
 BFileTransferManager::BFileTransferManager(const QString& userId, bool persist)
-    : m_userId(userId), m_persist(persist), m_store(QString(), QString()), m_timings(BTimings::current())
+    : d(std::make_unique<BFileTransferManagerPrivate>(this, userId, persist))
 {
-    init();
-    loadItemsFromDB();
+    d->loadItemsFromDB();
 }
 
 BFileTransferManager::BFileTransferManager(bool persist)
-    : m_persist(persist), m_store(QString(), QString()), m_timings(BTimings::current())
+    : d(std::make_unique<BFileTransferManagerPrivate>(this, QString(), persist))
 {
-    init();
 }
 
 BFileTransferManager::~BFileTransferManager()
 {
-    // A cancelled handler never calls its owner back.
-    for (const QPointer<BReplyHandlerBase>& handler : std::as_const(m_requests)) {
-        if (handler)
-            handler->slotCancel();
-    }
-    clear();
-}
-
-void BFileTransferManager::init()
-{
-    m_byteSpeed = 0;
-    m_speedCounter = 0;
-    m_progressCounter = 0;
-    m_speedTimer.setInterval(m_timings.speedTickMs);
-    m_dbTimer.setInterval(m_timings.dbFlushIntervalMs);
-    connect(&m_speedTimer, &QTimer::timeout, this, &BFileTransferManager::slotSpeedCheckTimerTriggered);
-    connect(this, &BFileTransferManager::transferItemStatusUpdated, this,
-            &BFileTransferManager::slotTransferItemStatusUpdated);
-    connect(this, &BFileTransferManager::fillRemoteInfoFinished, this, &BFileTransferManager::slotWorkerFinished);
-    connect(&m_dbTimer, &QTimer::timeout, this, &BFileTransferManager::executeDBOperation);
+    d->clear();
 }
 
 // ---- accessors ---------------------------------------------------------------
 
 const QList<MFileTransferItem*>& BFileTransferManager::getUnfinishedItems() const
 {
-    return m_unfinishedItems;
+    return d->unfinishedItems;
 }
 
 const QList<MFileTransferItem*>& BFileTransferManager::getFinishedItems() const
 {
-    return m_finishedItems;
+    return d->finishedItems;
 }
 
 int BFileTransferManager::getTransferByteSpeed() const
 {
-    return m_byteSpeed;
+    return d->speed.speed();
 }
 
 void BFileTransferManager::resetTransferByteSpeed()
 {
-    m_byteSpeed = 0;
+    d->speed.reset();
 }
 
 int BFileTransferManager::runningWorkerCount() const
 {
-    return static_cast<int>(m_workers.size());
+    return static_cast<int>(d->workers.size());
 }
 
 void BFileTransferManager::setAccessToken(const QString& accessToken)
 {
-    m_accessToken = accessToken;
+    d->accessToken = accessToken;
 }
 
 void BFileTransferManager::setUserName(const QString& userName)
 {
-    m_userName = userName;
+    d->userName = userName;
 }
 
 const QString& BFileTransferManager::getUserId() const
 {
-    return m_userId;
+    return d->userId;
 }
 
 const QString& BFileTransferManager::getUserName() const
 {
-    return m_userName;
+    return d->userName;
 }
 
 void BFileTransferManager::setUserId(const QString& userId, const QString& accessToken)
 {
-    const QString previous = m_userId;
-    m_userId = userId;
+    const QString previous = d->userId;
+    d->userId = userId;
     if (previous == userId)
         return;
     if (!previous.isEmpty()) {
-        clear();
-        m_accessToken = accessToken;
+        d->clear();
+        d->accessToken = accessToken;
     }
     // With no previous user the token comes from setAccessToken(), on purpose.
-    loadItemsFromDB();
+    d->loadItemsFromDB();
 }
 
 QString BFileTransferManager::generateTargetPath(const QString& parentPath, const QString& name, const QString& newName)
@@ -146,12 +130,12 @@ QString BFileTransferManager::generateTargetPath(const QString& parentPath, cons
 
 // ---- building records --------------------------------------------------------
 
-MFileTransferItem* BFileTransferManager::newItem(bool isDownload, const QString& workspaceId) const
+MFileTransferItem* BFileTransferManagerPrivate::newItem(bool isDownload, const QString& workspaceId) const
 {
     auto* item = new MFileTransferItem;
     const QDateTime now = QDateTime::currentDateTime();
     item->setId(QUuid::createUuid().toString());
-    item->setUserId(m_userId);
+    item->setUserId(userId);
     item->setIsDownload(isDownload);
     item->setWorkspaceId(workspaceId);
     item->setBytesCompleted(0);
@@ -161,117 +145,158 @@ MFileTransferItem* BFileTransferManager::newItem(bool isDownload, const QString&
     return item;
 }
 
-void BFileTransferManager::enqueue(MFileTransferItem* item)
+void BFileTransferManagerPrivate::enqueue(MFileTransferItem* item)
 {
-    m_unfinishedItems.append(item);
-    Q_EMIT transferItemAdded(item);
+    unfinishedItems.append(item);
+    Q_EMIT q->transferItemAdded(item);
+}
+
+void BFileTransferManagerPrivate::storeAndStart(const ItemList& items)
+{
+    if (items.isEmpty())
+        return;
+    // In the store before any worker runs, so that a crash loses no record
+    // and leaves no partial file without one.
+    store.add(items);
+    tryStartTransferWorker(false);
 }
 
 void BFileTransferManager::upload(const QList<QString>& localPaths, const QString& workspaceId,
                                   const QString& remoteParentPath)
 {
-    addItemsToDB(uploadImpl(localPaths, workspaceId, remoteParentPath));
+    ItemList items;
+    for (const QString& path : localPaths) {
+        QSet<QString> visitedFolders;
+        items += d->uploadPath(path, workspaceId, remoteParentPath, QString(), visitedFolders);
+    }
+    d->storeAndStart(items);
 }
 
 void BFileTransferManager::upload(const QString& localPath, const QString& workspaceId, const QString& remoteParentPath,
                                   const QString& newName)
 {
-    addItemsToDB(uploadImpl(localPath, workspaceId, remoteParentPath, newName));
+    QSet<QString> visitedFolders;
+    d->storeAndStart(d->uploadPath(localPath, workspaceId, remoteParentPath, newName, visitedFolders));
 }
 
-BFileTransferManager::ItemList BFileTransferManager::uploadImpl(const QList<QString>& localPaths,
-                                                                const QString& workspaceId,
-                                                                const QString& remoteParentPath)
-{
-    ItemList items;
-    for (const QString& path : localPaths)
-        items += uploadImpl(path, workspaceId, remoteParentPath, QString());
-    return items;
-}
-
-BFileTransferManager::ItemList BFileTransferManager::uploadImpl(const QString& localPath, const QString& workspaceId,
-                                                                const QString& remoteParentPath, const QString& newName)
+ItemList BFileTransferManagerPrivate::uploadPath(const QString& localPath, const QString& workspaceId,
+                                                 const QString& remoteParentPath, const QString& newName,
+                                                 QSet<QString>& visitedFolders)
 {
     const QFileInfo info(FileUtils::formatPath(localPath));
     if (!info.exists())
         return {};
     if (info.isDir())
-        return uploadFolder(info, workspaceId, remoteParentPath, newName);
+        return uploadFolder(info, workspaceId, remoteParentPath, newName, visitedFolders);
     if (info.isFile())
         return { uploadFile(info, workspaceId, remoteParentPath, newName) };
     return {};
 }
 
-MFileTransferItem* BFileTransferManager::uploadFile(const QFileInfo& info, const QString& workspaceId,
-                                                    const QString& remoteParentPath, const QString& newName)
+MFileTransferItem* BFileTransferManagerPrivate::uploadFile(const QFileInfo& info, const QString& workspaceId,
+                                                           const QString& remoteParentPath, const QString& newName)
 {
     MFileTransferItem* item = newItem(false, workspaceId);
     item->setLocalPath(info.absoluteFilePath());
     item->setRemoteParentPath(remoteParentPath);
-    item->setRemotePath(generateTargetPath(remoteParentPath, info.fileName(), newName));
+    item->setRemotePath(BFileTransferManager::generateTargetPath(remoteParentPath, info.fileName(), newName));
     item->setSize(info.size());
     enqueue(item);
-    tryStartTransferWorker(false);
     return item;
 }
 
-BFileTransferManager::ItemList BFileTransferManager::uploadFolder(const QFileInfo& info, const QString& workspaceId,
-                                                                  const QString& remoteParentPath,
-                                                                  const QString& newName)
+ItemList BFileTransferManagerPrivate::uploadFolder(const QFileInfo& info, const QString& workspaceId,
+                                                   const QString& remoteParentPath, const QString& newName,
+                                                   QSet<QString>& visitedFolders)
 {
+    // Each folder once, whatever way leads to it.
+    const QString canonical = info.canonicalFilePath();
+    if (visitedFolders.contains(canonical))
+        return {};
+    visitedFolders.insert(canonical);
+
     const QDir dir(info.absoluteFilePath());
-    QList<QString> entries;
-    const QFileInfoList list = dir.entryInfoList(QDir::Dirs | QDir::Files | QDir::NoDotAndDotDot, QDir::NoSort);
-    for (const QFileInfo& entry : list)
-        entries.append(entry.absoluteFilePath());
-    const QString remoteFolder = generateTargetPath(remoteParentPath, dir.dirName(), newName);
-    return uploadImpl(entries, workspaceId, remoteFolder);
+    const QString remoteFolder = BFileTransferManager::generateTargetPath(remoteParentPath, dir.dirName(), newName);
+    ItemList items;
+    const QFileInfoList entries = dir.entryInfoList(QDir::Dirs | QDir::Files | QDir::NoDotAndDotDot, QDir::NoSort);
+    for (const QFileInfo& entry : entries) {
+        // A link to a folder inside the chosen one is not followed: it may
+        // lead back up (a loop) or anywhere on the disk.
+        if (entry.isSymLink() && entry.isDir())
+            continue;
+        items += uploadPath(entry.absoluteFilePath(), workspaceId, remoteFolder, QString(), visitedFolders);
+    }
+    return items;
 }
 
 void BFileTransferManager::download(const QList<QWeakPointer<MFile>>& files, const QString& localDir)
 {
     if (files.isEmpty() || localDir.isEmpty())
         return;
+    ItemList items;
     for (const QWeakPointer<MFile>& file : files)
-        download(file, localDir, QString());
+        items += d->download(file, localDir, QString());
+    d->storeAndStart(items);
 }
 
-void BFileTransferManager::download(QWeakPointer<MFile> weakFile, const QString& localDir, const QString& newName)
+void BFileTransferManager::download(QWeakPointer<MFile> file, const QString& localDir, const QString& newName)
 {
-    const QSharedPointer<MFile> file = weakFile.toStrongRef();
-    if (!file || localDir.isEmpty())
-        return;
-    if (file->getIsFolder())
-        downloadFolder(file, localDir, newName);
-    else
-        downloadFile(file, localDir, newName);
+    d->storeAndStart(d->download(file, localDir, newName));
 }
 
-void BFileTransferManager::downloadFile(const QSharedPointer<MFile>& file, const QString& localDir,
-                                        const QString& newName)
+ItemList BFileTransferManagerPrivate::download(const QWeakPointer<MFile>& weakFile, const QString& localDir,
+                                               const QString& newName)
+{
+    const File file = weakFile.toStrongRef();
+    if (!file || localDir.isEmpty())
+        return {};
+    const QString name = newName.isEmpty() ? file->getFileName() : newName;
+    if (!FileUtils::isSafeLocalName(name))
+        return { unsafeNameRecord(file, name) };
+    const QString localPath = BFileTransferManager::generateTargetPath(localDir, name, QString());
+    if (file->getIsFolder()) {
+        downloadFolder(file, localPath);
+        return {};
+    }
+    return { downloadFile(file, localPath) };
+}
+
+MFileTransferItem* BFileTransferManagerPrivate::downloadFile(const File& file, const QString& localPath)
 {
     MFileTransferItem* item = newItem(true, file->getWorkspaceId());
     item->setFileId(file->getId());
-    item->setLocalPath(generateTargetPath(localDir, file->getFileName(), newName));
+    item->setLocalPath(localPath);
     // A download keeps only the file name: the request names the file by id.
     item->setRemotePath(file->getFileName());
     item->setSize(file->getSize());
     enqueue(item);
-    addItemToDB(item, true);
-    tryStartTransferWorker(false);
+    return item;
 }
 
-void BFileTransferManager::downloadFolder(const QSharedPointer<MFile>& folder, const QString& localDir,
-                                          const QString& newName)
+MFileTransferItem* BFileTransferManagerPrivate::unsafeNameRecord(const File& file, const QString& name)
 {
-    auto copy = QSharedPointer<MFile>::create(*folder);
-    copy->setLocalPath(generateTargetPath(localDir, folder->getFileName(), newName));
-    m_pendingFolders.append(copy);
+    qCWarning(lcTransfer) << "not downloading" << file->getId() << "; its name cannot be a local name:" << name;
+    MFileTransferItem* item = newItem(true, file->getWorkspaceId());
+    item->setFileId(file->getId());
+    // No local path at all: a worker started for it by a retry fails at once.
+    item->setRemotePath(file->getFileName());
+    item->setSize(file->getSize());
+    item->setStatus(MFileTransferItem::Failed);
+    item->setFailureReason(MFileTransferItem::UnsafeName);
+    enqueue(item);
+    return item;
+}
 
-    auto* caller = new Caller(this, &BFileTransferManager::onQueryChildrenFinished, nullptr, nullptr);
+void BFileTransferManagerPrivate::downloadFolder(const File& folder, const QString& localPath)
+{
+    auto copy = File::create(*folder);
+    copy->setLocalPath(localPath);
+    pendingFolders.append(copy);
+
+    auto* caller = new Caller(q, &BFileTransferManager::onQueryChildrenFinished, nullptr, nullptr);
     auto* handler = new BQueryChildrenHandler(caller, copy->getWorkspaceId(), copy);
-    trackRequest(handler);
-    ZYRDocument::GetChildFiles(m_accessToken, copy->getWorkspaceId(), copy->getId(), handler, false);
+    track(handler, 0);
+    ZYRDocument::GetChildFiles(accessToken, copy->getWorkspaceId(), copy->getId(), handler, false);
 }
 
 void BFileTransferManager::onQueryChildrenFinished(BReplyHandlerBase* handler)
@@ -279,52 +304,98 @@ void BFileTransferManager::onQueryChildrenFinished(BReplyHandlerBase* handler)
     auto* children = qobject_cast<BQueryChildrenHandler*>(handler);
     if (!children)
         return;
+    d->takeRequest(handler);
     const QSharedPointer<MFile> folder = children->folder();
     // A folder that left the pending list (the queue was cleared) is dropped.
-    if (!folder || !m_pendingFolders.contains(folder))
+    if (!folder || !d->pendingFolders.contains(folder))
         return;
-    if (children->isStatusOk()) {
-        QList<QWeakPointer<MFile>> files;
-        for (const QSharedPointer<MFile>& child : children->children())
-            files.append(child);
-        download(files, folder->getLocalPath());
-    } else {
+    d->pendingFolders.removeAll(folder);
+    if (!children->isStatusOk()) {
         qCInfo(lcTransfer) << "listing a folder to download failed with status" << children->statusCode();
+        return;
     }
-    m_pendingFolders.removeAll(folder);
+    ItemList items;
+    for (const QSharedPointer<MFile>& child : children->children())
+        items += d->download(child, folder->getLocalPath(), QString());
+    d->storeAndStart(items);
 }
 
 // ---- scheduling ------------------------------------------------------------
 
-void BFileTransferManager::tryStartTransferWorker(bool includeInterrupted)
+void BFileTransferManagerPrivate::tryStartTransferWorker(bool includeInterrupted)
 {
-    const int free = MAX_THREAD_COUNT - static_cast<int>(m_workers.size());
+    const int free = BFileTransferManager::MAX_THREAD_COUNT - static_cast<int>(workers.size());
     if (free < 1)
         return;
 
     ItemList candidates;
-    for (MFileTransferItem* item : std::as_const(m_unfinishedItems)) {
+    for (MFileTransferItem* item : std::as_const(unfinishedItems)) {
         const auto status = item->getStatus();
         if (status == MFileTransferItem::Waiting || (includeInterrupted && status == MFileTransferItem::Interrupted))
             candidates.append(item);
         if (candidates.size() >= free)
             break;
     }
-
-    for (MFileTransferItem* item : std::as_const(candidates)) {
-        auto* worker = new BFileTransferWorker(item, *item, m_accessToken);
-        worker->setTimings(m_timings);
-        connect(worker, &BFileTransferWorker::transferProgress, this,
-                &BFileTransferManager::slotUpdateTransferProgress);
-        connect(worker, &BFileTransferWorker::transferFinished, this, &BFileTransferManager::slotFillRemoteInfo);
-        connect(worker, &BFileTransferWorker::cacheFile, this, &BFileTransferManager::slotCacheFile);
-        connect(worker, &QThread::finished, worker, &QObject::deleteLater);
-        worker->start(QThread::InheritPriority);
-        item->setStatus(MFileTransferItem::Transferring);
-        m_workers.append({ item, worker, worker, false });
-    }
+    for (MFileTransferItem* item : std::as_const(candidates))
+        startWorker(item);
     if (!candidates.isEmpty())
         updateSpeedTimerStatus();
+}
+
+void BFileTransferManagerPrivate::startWorker(MFileTransferItem* item)
+{
+    const quint64 ticket = ++lastTicket;
+    auto* worker = new BFileTransferWorker(item, *item, accessToken);
+    worker->setTimings(timings);
+    // The record pointer a worker sends back is never used: its ticket says
+    // whether the worker still holds a slot, and the slot names the record.
+    QObject::connect(worker, &BFileTransferWorker::transferProgress, q,
+                     [this, ticket](MFileTransferItem*, qint64 offset, qint64 transferred, qint64 total) {
+                         if (WorkerSlot* slot = slotByTicket(ticket)) {
+                             const QScopedValueRollback<quint64> report(reportTicket, ticket);
+                             q->slotUpdateTransferProgress(slot->item, offset, transferred, total);
+                         }
+                     });
+    QObject::connect(worker, &BFileTransferWorker::transferFailed, q, [this, ticket](MFileTransferItem*, int reason) {
+        if (WorkerSlot* slot = slotByTicket(ticket))
+            slot->reason = static_cast<MFileTransferItem::FailureReason>(reason);
+    });
+    QObject::connect(worker, &BFileTransferWorker::transferFinished, q,
+                     [this, ticket](BFileTransferWorker* sender, MFileTransferItem*, int status, QString fileId) {
+                         if (WorkerSlot* slot = slotByTicket(ticket)) {
+                             const QScopedValueRollback<quint64> report(reportTicket, ticket);
+                             q->slotFillRemoteInfo(sender, slot->item, status, fileId);
+                         }
+                     });
+    QObject::connect(worker, &BFileTransferWorker::cacheFile, q, &BFileTransferManager::slotCacheFile);
+    QObject::connect(worker, &QThread::finished, worker, &QObject::deleteLater);
+    worker->start(QThread::InheritPriority);
+    item->setStatus(MFileTransferItem::Transferring);
+    workers.append({ item, worker, worker, ticket, false, MFileTransferItem::NoFailure });
+}
+
+WorkerSlot* BFileTransferManagerPrivate::slotByTicket(quint64 ticket)
+{
+    for (WorkerSlot& slot : workers) {
+        if (ticket != 0 && slot.ticket == ticket)
+            return &slot;
+    }
+    return nullptr;
+}
+
+WorkerSlot* BFileTransferManagerPrivate::slotFor(BFileTransferWorker* worker, MFileTransferItem* item)
+{
+    if (reportTicket != 0) {
+        WorkerSlot* slot = slotByTicket(reportTicket);
+        return slot && slot->item == item ? slot : nullptr;
+    }
+    // A worker that is gone matches only through a slot that waits for its
+    // upload's path: a new worker may live at the old address by now.
+    for (WorkerSlot& slot : workers) {
+        if (slot.item == item && slot.identity == worker && (slot.worker || slot.awaitingPath))
+            return &slot;
+    }
+    return nullptr;
 }
 
 void BFileTransferManager::slotFillRemoteInfo(BFileTransferWorker* worker, MFileTransferItem* item, int status,
@@ -332,7 +403,8 @@ void BFileTransferManager::slotFillRemoteInfo(BFileTransferWorker* worker, MFile
 {
     // A report of a worker that left the queue (stopped, or the queue was
     // cleared) may carry a record that is gone: never look at it.
-    if (!item || !hasWorker(worker))
+    WorkerSlot* slot = item ? d->slotFor(worker, item) : nullptr;
+    if (!slot)
         return;
     if (item->getIsDownload()) {
         Q_EMIT fillRemoteInfoFinished(worker, item, status, fileId);
@@ -342,15 +414,12 @@ void BFileTransferManager::slotFillRemoteInfo(BFileTransferWorker* worker, MFile
     // and a failed upload never carries a file id: that is deliberate.
     if (fileId.isEmpty())
         return;
-    for (WorkerSlot& slot : m_workers) {
-        if (slot.worker == worker)
-            slot.awaitingPath = true;
-    }
+    slot->awaitingPath = true;
     auto* caller = new Caller(this, &BFileTransferManager::onQueryFilePathByIdFinished, nullptr, nullptr);
     auto* handler = new BQueryFilePathHandler(caller);
     handler->setTransferContext(worker, item, status, fileId);
-    trackRequest(handler);
-    ZYRDocument::GetFilePathById(m_accessToken, fileId, handler);
+    d->track(handler, slot->ticket);
+    ZYRDocument::GetFilePathById(d->accessToken, fileId, handler);
 }
 
 void BFileTransferManager::onQueryFilePathByIdFinished(BReplyHandlerBase* handler)
@@ -358,25 +427,35 @@ void BFileTransferManager::onQueryFilePathByIdFinished(BReplyHandlerBase* handle
     auto* path = qobject_cast<BQueryFilePathHandler*>(handler);
     if (!path)
         return;
-    MFileTransferItem* item = path->transferItem();
-    // The record may have been removed while the path was asked for.
-    if (path->isStatusOk() && !path->namePath().isEmpty() && m_unfinishedItems.contains(item)) {
+    const quint64 ticket = d->takeRequest(handler);
+    // The record was removed (and its slot freed) while the path was asked for.
+    WorkerSlot* slot = d->slotByTicket(ticket);
+    if (!slot)
+        return;
+    MFileTransferItem* item = slot->item;
+    if (path->isStatusOk() && !path->namePath().isEmpty()) {
         item->setRemotePath(QLatin1Char('/') + path->namePath());
         item->setRemoteParentPath(QLatin1Char('/') + path->parentNamePath());
     }
+    const QScopedValueRollback<quint64> report(d->reportTicket, ticket);
     Q_EMIT fillRemoteInfoFinished(path->worker(), item, path->transferStatus(), path->fileId());
 }
 
 void BFileTransferManager::slotWorkerFinished(BFileTransferWorker* worker, MFileTransferItem* item, int status,
                                               QString fileId)
 {
-    if (item && m_unfinishedItems.contains(item) && item->getStatus() != status) {
+    const WorkerSlot* slot = item ? d->slotFor(worker, item) : nullptr;
+    const quint64 ticket = slot ? slot->ticket : 0;
+    const MFileTransferItem::FailureReason reason
+            = slot && slot->reason != MFileTransferItem::NoFailure ? slot->reason : MFileTransferItem::RequestFailed;
+    if (item && d->unfinishedItems.contains(item) && item->getStatus() != status) {
         const int oldStatus = item->getStatus();
         item->setStatus(static_cast<MFileTransferItem::TransferStatus>(status));
+        item->setFailureReason(status == MFileTransferItem::Failed ? reason : MFileTransferItem::NoFailure);
         item->setUpdateTime(QDateTime::currentDateTime());
         if (status == MFileTransferItem::Finished) {
-            m_unfinishedItems.removeAll(item);
-            m_finishedItems.append(item);
+            d->unfinishedItems.removeAll(item);
+            d->finishedItems.append(item);
             if (!item->getIsDownload()) {
                 if (!fileId.isEmpty())
                     item->setFileId(fileId);
@@ -384,20 +463,22 @@ void BFileTransferManager::slotWorkerFinished(BFileTransferWorker* worker, MFile
             }
         }
         // Deliberate pause after each completion.
-        QThread::msleep(static_cast<unsigned long>(m_timings.completionPauseMs));
+        QThread::msleep(static_cast<unsigned long>(d->timings.completionPauseMs));
         Q_EMIT transferItemStatusUpdated(item, oldStatus, status);
     }
-    removeWorker(worker, item);
-    tryStartTransferWorker(false);
-    updateSpeedTimerStatus();
+    // By ticket: a view may have changed the list while it was told.
+    if (ticket != 0)
+        d->workers.removeIf([ticket](const WorkerSlot& s) { return s.ticket == ticket; });
+    d->tryStartTransferWorker(false);
+    d->updateSpeedTimerStatus();
 }
 
 void BFileTransferManager::slotUpdateTransferProgress(MFileTransferItem* item, qint64 offset, qint64 transferred,
                                                       qint64 total)
 {
-    m_speedCounter = clampToInt(qint64(m_speedCounter) + offset);
-    m_progressCounter += offset;
-    if (!item || !m_unfinishedItems.contains(item))
+    d->speed.count(offset);
+    d->progressCounter += offset;
+    if (!item || !d->unfinishedItems.contains(item))
         return;
 
     item->setBytesCompleted(transferred);
@@ -406,44 +487,51 @@ void BFileTransferManager::slotUpdateTransferProgress(MFileTransferItem* item, q
         Q_EMIT transferItemSizeUpdated(item);
     }
     if (transferred >= total) {
-        m_progressCounter = 0;
+        d->progressCounter = 0;
         Q_EMIT transferItemProgressUpdated(item);
-    } else if (total > 0 && m_progressCounter * 100 / total >= 1) {
+    } else if (total > 0 && d->progressCounter * 100 / total >= 1) {
         // The counter is shared by all transfers while the divisor is this
         // item's size: a view is told at least once per percent of any item.
-        m_progressCounter = 0;
+        d->progressCounter = 0;
         Q_EMIT transferItemProgressUpdated(item);
     }
+}
+
+void BFileTransferManagerPrivate::updateSpeedTimerStatus()
+{
+    speed.setRunning(!workers.isEmpty());
 }
 
 // ---- retry and removal -----------------------------------------------------
 
 bool BFileTransferManager::retryItem(MFileTransferItem* item)
 {
-    if (!item || !m_unfinishedItems.contains(item))
+    if (!item || !d->unfinishedItems.contains(item))
         return false;
     const int oldStatus = item->getStatus();
     const QDateTime now = QDateTime::currentDateTime();
     item->setCreateTime(now);
     item->setUpdateTime(now);
     item->setStatus(MFileTransferItem::Waiting);
+    item->setFailureReason(MFileTransferItem::NoFailure);
     Q_EMIT transferItemStatusUpdated(item, oldStatus, MFileTransferItem::Waiting);
-    tryStartTransferWorker(false);
+    d->tryStartTransferWorker(false);
     return true;
 }
 
 void BFileTransferManager::retryFailedItems()
 {
     const QDateTime now = QDateTime::currentDateTime();
-    const ItemList items = m_unfinishedItems;
+    const ItemList items = d->unfinishedItems;
     for (MFileTransferItem* item : items) {
         const int oldStatus = item->getStatus();
         item->setCreateTime(now);
         item->setUpdateTime(now);
         item->setStatus(MFileTransferItem::Waiting);
+        item->setFailureReason(MFileTransferItem::NoFailure);
         Q_EMIT transferItemStatusUpdated(item, oldStatus, MFileTransferItem::Waiting);
     }
-    tryStartTransferWorker(false);
+    d->tryStartTransferWorker(false);
 }
 
 bool BFileTransferManager::removeItem(MFileTransferItem* item)
@@ -451,27 +539,22 @@ bool BFileTransferManager::removeItem(MFileTransferItem* item)
     if (!item)
         return false;
     if (item->getStatus() != MFileTransferItem::Finished) {
-        stopWorker(item);
-        if (m_unfinishedItems.removeAll(item) == 0)
+        if (!d->unfinishedItems.contains(item))
             return false;
-    } else if (m_finishedItems.removeAll(item) == 0) {
+        d->stopWorkers(item);
+        d->unfinishedItems.removeAll(item);
+    } else if (d->finishedItems.removeAll(item) == 0) {
         return false;
     }
-    removeAndDelete(item);
+    d->removeAndDelete({ item });
+    // A slot it held goes to the next waiting record.
+    d->tryStartTransferWorker(false);
     return true;
-}
-
-void BFileTransferManager::removeAndDelete(MFileTransferItem* item)
-{
-    // Out of the pending lists first, so a later batch never writes it back.
-    removeItemFromCache(item);
-    removeItemFromDB(item);
-    delete item;
 }
 
 bool BFileTransferManager::removeUnfinishedItem(const QString& fileId, bool downloadsOnly, bool all)
 {
-    const ItemList items = m_unfinishedItems;
+    const ItemList items = d->unfinishedItems;
     for (MFileTransferItem* item : items) {
         if (item->getFileId() != fileId)
             continue;
@@ -479,291 +562,169 @@ bool BFileTransferManager::removeUnfinishedItem(const QString& fileId, bool down
         const bool keep = status == MFileTransferItem::Finished || status == MFileTransferItem::Failed
                 || (downloadsOnly && !item->getIsDownload());
         if (!keep) {
-            stopWorker(item);
-            m_unfinishedItems.removeAll(item);
-            removeAndDelete(item);
+            d->stopWorkers(item);
+            d->unfinishedItems.removeAll(item);
+            d->removeAndDelete({ item });
         }
         if (!all)
             break;
     }
+    d->tryStartTransferWorker(false);
     return true;
 }
 
 void BFileTransferManager::removeUnfinishedItems()
 {
-    stopAllWorkers();
-    removeItemsFromCache(m_unfinishedItems);
-    removeItemsFromDB(m_unfinishedItems);
-    qDeleteAll(m_unfinishedItems);
-    m_unfinishedItems.clear();
+    d->stopAllWorkers();
+    d->removeAndDelete(d->unfinishedItems);
+    d->unfinishedItems.clear();
 }
 
 void BFileTransferManager::removeFinishedItems()
 {
-    removeItemsFromCache(m_finishedItems);
-    removeItemsFromDB(m_finishedItems);
-    qDeleteAll(m_finishedItems);
-    m_finishedItems.clear();
+    d->removeAndDelete(d->finishedItems);
+    d->finishedItems.clear();
 }
 
 void BFileTransferManager::removeAllItems()
 {
-    removeAllCachedItems();
+    d->store.forgetAll();
     removeUnfinishedItems();
     removeFinishedItems();
 }
 
-void BFileTransferManager::stopWorker(MFileTransferItem* item)
+void BFileTransferManagerPrivate::removeAndDelete(const ItemList& items)
 {
-    for (qsizetype i = 0; i < m_workers.size(); ++i) {
-        if (m_workers.at(i).item != item)
-            continue;
-        if (BFileTransferWorker* worker = m_workers.at(i).worker)
-            worker->stop();
-        m_workers.removeAt(i);
-        updateSpeedTimerStatus();
-        return;
-    }
+    // Out of the pending changes first, so a later batch never writes them back.
+    store.remove(items);
+    qDeleteAll(items);
 }
 
-void BFileTransferManager::stopAllWorkers()
+void BFileTransferManagerPrivate::stopWorkers(MFileTransferItem* item)
 {
-    for (const WorkerSlot& slot : std::as_const(m_workers)) {
+    const qsizetype before = workers.size();
+    workers.removeIf([item](const WorkerSlot& slot) {
+        if (slot.item != item)
+            return false;
+        if (BFileTransferWorker* worker = slot.worker)
+            worker->stop();
+        return true;
+    });
+    if (workers.size() != before)
+        updateSpeedTimerStatus();
+}
+
+void BFileTransferManagerPrivate::stopAllWorkers()
+{
+    for (const WorkerSlot& slot : std::as_const(workers)) {
         if (BFileTransferWorker* worker = slot.worker)
             worker->stop();
     }
-    m_workers.clear();
+    workers.clear();
     updateSpeedTimerStatus();
 }
 
-bool BFileTransferManager::hasWorker(BFileTransferWorker* worker) const
+void BFileTransferManagerPrivate::track(BReplyHandlerBase* handler, quint64 ticket)
 {
-    return std::any_of(m_workers.cbegin(), m_workers.cend(),
-                       [worker](const WorkerSlot& slot) { return slot.worker == worker; });
+    requests.removeIf([](const Request& request) { return !request.handler; });
+    requests.append({ handler, ticket });
 }
 
-void BFileTransferManager::removeWorker(BFileTransferWorker* worker, MFileTransferItem* item)
+quint64 BFileTransferManagerPrivate::takeRequest(BReplyHandlerBase* handler)
 {
-    // A worker that is gone matches only through a slot that waits for its
-    // upload's path: a new worker may live at the old address by now.
-    m_workers.removeIf([worker, item](const WorkerSlot& slot) {
-        if (slot.item != item)
-            return false;
-        if (slot.worker)
-            return slot.worker == worker;
-        return slot.awaitingPath && slot.identity == worker;
-    });
+    for (qsizetype i = 0; i < requests.size(); ++i) {
+        if (requests.at(i).handler == handler) {
+            const quint64 ticket = requests.at(i).ticket;
+            requests.removeAt(i);
+            return ticket;
+        }
+    }
+    return 0;
 }
 
-void BFileTransferManager::trackRequest(BReplyHandlerBase* handler)
+void BFileTransferManagerPrivate::cancelRequests()
 {
-    m_requests.removeAll(nullptr);
-    m_requests.append(handler);
+    // A cancelled handler never calls its owner back.
+    const QList<Request> pending = std::exchange(requests, {});
+    for (const Request& request : pending) {
+        if (request.handler)
+            request.handler->slotCancel();
+    }
 }
 
 // ---- start-up and shutdown -------------------------------------------------
 
-void BFileTransferManager::clear()
+void BFileTransferManagerPrivate::clear()
 {
-    executeDBOperation();
-    m_dbTimer.stop();
+    store.flush();
+    store.stop();
+    cancelRequests();
 
     // Ending the thread without stop() keeps partial downloads for a resume.
-    for (const WorkerSlot& slot : std::as_const(m_workers)) {
+    for (const WorkerSlot& slot : std::as_const(workers)) {
         if (BFileTransferWorker* worker = slot.worker)
             worker->exit(0);
     }
-    m_workers.clear();
+    workers.clear();
     updateSpeedTimerStatus();
 
-    for (MFileTransferItem* item : std::as_const(m_unfinishedItems)) {
+    for (MFileTransferItem* item : std::as_const(unfinishedItems)) {
         if (item->getStatus() == MFileTransferItem::Transferring) {
             item->setStatus(MFileTransferItem::Interrupted);
-            updateItemInDB(item, false);
+            store.update(item, false);
         }
     }
-    qDeleteAll(m_unfinishedItems);
-    m_unfinishedItems.clear();
-    qDeleteAll(m_finishedItems);
-    m_finishedItems.clear();
-    m_pendingFolders.clear();
+    qDeleteAll(unfinishedItems);
+    unfinishedItems.clear();
+    qDeleteAll(finishedItems);
+    finishedItems.clear();
+    pendingFolders.clear();
+    progressCounter = 0;
 }
 
-void BFileTransferManager::loadItemsFromDB()
+void BFileTransferManagerPrivate::loadItemsFromDB()
 {
-    if (!m_persist || m_userId.isEmpty())
+    if (!store.persists() || userId.isEmpty())
         return;
-
-    QList<MFileTransferItem> unfinished;
-    if (m_store.getUnfinishedItems(m_userId, unfinished)) {
-        for (const MFileTransferItem& record : std::as_const(unfinished)) {
-            auto* item = new MFileTransferItem(record);
-            if (item->getStatus() == MFileTransferItem::Transferring) {
-                item->setStatus(MFileTransferItem::Interrupted);
-                updateItemInDB(item, false);
-            }
-            m_unfinishedItems.append(item);
+    store.load(userId, BFileTransferManager::MAX_FINISHED_LOADED, unfinishedItems, finishedItems);
+    for (MFileTransferItem* item : std::as_const(unfinishedItems)) {
+        if (item->getStatus() == MFileTransferItem::Transferring) {
+            item->setStatus(MFileTransferItem::Interrupted);
+            store.update(item, false);
         }
     }
-
-    QList<MFileTransferItem> finished;
-    if (m_store.getFinishedItems(m_userId, finished, MAX_FINISHED_LOADED)) {
-        for (const MFileTransferItem& record : std::as_const(finished))
-            m_finishedItems.append(new MFileTransferItem(record));
-    }
-
-    if (!m_unfinishedItems.isEmpty())
+    if (!unfinishedItems.isEmpty())
         tryStartTransferWorker(true);
-    Q_EMIT loadTransferItemsFromDBFinished(true);
+    Q_EMIT q->loadTransferItemsFromDBFinished(true);
 }
 
-// ---- persistence -----------------------------------------------------------
-
-void BFileTransferManager::addItemToDB(MFileTransferItem* item, bool batched)
-{
-    if (!m_persist || !item)
-        return;
-    if (!batched) {
-        m_store.insertItem(item);
-        return;
-    }
-    if (m_pendingInserts.contains(item))
-        return;
-    m_pendingInserts.append(item);
-    startDBOperationTimer();
-}
-
-void BFileTransferManager::updateItemInDB(MFileTransferItem* item, bool batched)
-{
-    if (!m_persist || !item)
-        return;
-    if (!batched) {
-        m_store.updateItem(item);
-        return;
-    }
-    if (m_pendingUpdates.contains(item))
-        return;
-    m_pendingUpdates.append(item);
-    startDBOperationTimer();
-}
-
-void BFileTransferManager::addItemsToDB(const ItemList& items)
-{
-    if (m_persist && !items.isEmpty())
-        m_store.insertItems(items);
-}
-
-void BFileTransferManager::updateItemsInDB(const ItemList& items)
-{
-    if (!m_persist || items.isEmpty())
-        return;
-    QList<MFileTransferItem> copies;
-    copies.reserve(items.size());
-    for (const MFileTransferItem* item : items)
-        copies.append(*item);
-    m_store.updateItems(copies);
-}
-
-void BFileTransferManager::removeItemFromDB(MFileTransferItem* item)
-{
-    if (m_persist && item)
-        m_store.deleteItem(item);
-}
-
-void BFileTransferManager::removeItemsFromDB(const ItemList& items)
-{
-    if (m_persist && !items.isEmpty())
-        m_store.deleteItems(items);
-}
-
-void BFileTransferManager::removeItemFromCache(MFileTransferItem* item)
-{
-    m_pendingInserts.removeAll(item);
-    m_pendingUpdates.removeAll(item);
-}
-
-void BFileTransferManager::removeItemsFromCache(const ItemList& items)
-{
-    for (MFileTransferItem* item : items)
-        removeItemFromCache(item);
-}
-
-void BFileTransferManager::removeAllCachedItems()
-{
-    m_pendingInserts.clear();
-    m_pendingUpdates.clear();
-}
-
-void BFileTransferManager::startDBOperationTimer()
-{
-    if (m_dbTimer.isActive())
-        return;
-    // The first change after a quiet spell is written at once; later ones
-    // gather for the next tick.
-    executeDBOperation();
-    m_dbTimer.start();
-}
+// ---- persistence and speed ---------------------------------------------------
 
 void BFileTransferManager::executeDBOperation()
 {
-    if (m_pendingInserts.isEmpty() && m_pendingUpdates.isEmpty() && m_pendingCacheItems.isEmpty()) {
-        m_dbTimer.stop();
-        return;
-    }
-    if (!m_pendingInserts.isEmpty()) {
-        addItemsToDB(m_pendingInserts);
-        m_pendingInserts.clear();
-    }
-    if (!m_pendingUpdates.isEmpty()) {
-        updateItemsInDB(m_pendingUpdates);
-        m_pendingUpdates.clear();
-    }
-    if (!m_pendingCacheItems.isEmpty()) {
-        m_cacheManager.addCacheItems(m_pendingCacheItems);
-        m_pendingCacheItems.clear();
-    }
+    d->store.flush();
 }
 
 void BFileTransferManager::slotTransferItemStatusUpdated(MFileTransferItem* item, int, int)
 {
-    if (item)
-        updateItemInDB(item, true);
+    d->store.update(item, true);
 }
 
 void BFileTransferManager::slotTransferItemProgressUpdated(MFileTransferItem* item)
 {
-    if (item)
-        updateItemInDB(item, true);
+    d->store.update(item, true);
 }
 
 void BFileTransferManager::slotCacheFile(QString fileId, QString digest, QString localPath)
 {
     MFileCacheItem record;
     BFileCacheManager::buildCacheItem(fileId, digest, localPath, record);
-    m_pendingCacheItems.append(record);
-    startDBOperationTimer();
+    d->store.addCacheItem(record);
 }
-
-// ---- speed -------------------------------------------------------------------
 
 void BFileTransferManager::slotSpeedCheckTimerTriggered()
 {
-    const int interval = qMax(1, m_speedTimer.interval());
-    // Computed in 64 bits: a fast local transfer overflows 32-bit bytes*1000.
-    const int sample = clampToInt(qint64(m_speedCounter) * 1000 / interval);
-    m_speedCounter = 0;
-    m_byteSpeed = clampToInt((qint64(sample) + m_byteSpeed) / 2);
-}
-
-void BFileTransferManager::updateSpeedTimerStatus()
-{
-    if (m_workers.isEmpty()) {
-        m_speedTimer.stop();
-        m_byteSpeed = 0;
-    } else if (!m_speedTimer.isActive()) {
-        m_speedTimer.start();
-        m_byteSpeed = 0;
-    }
+    d->speed.tick();
 }
 
 } // namespace Trelan::Oku::ZYRController

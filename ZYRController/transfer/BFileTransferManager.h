@@ -4,24 +4,18 @@
 
 #include <ZYRController/zyrcontroller_export.h>
 
-#include <ZYRCommon/TransferItemDBManager.h>
-#include <ZYRController/BFileCacheManager.h>
-#include <ZYRController/BTimings.h>
 #include <ZYRModel/MFile.h>
-#include <ZYRModel/MFileCacheItem.h>
 #include <ZYRModel/MFileTransferItem.h>
 
-#include <QFileInfo>
 #include <QList>
 #include <QObject>
-#include <QPointer>
-#include <QSharedPointer>
 #include <QString>
-#include <QTimer>
 #include <QWeakPointer>
+#include <memory>
 
 namespace Trelan::Oku::ZYRController {
 
+class BFileTransferManagerPrivate;
 class BFileTransferWorker;
 class BReplyHandlerBase;
 
@@ -29,9 +23,15 @@ class BReplyHandlerBase;
 /// and cloud files into one MFileTransferItem per file, runs at most
 /// MAX_THREAD_COUNT workers at once, re-emits their progress per whole
 /// percent, measures the overall speed and keeps the records in the transfer
-/// store (writes batched every few seconds). The manager owns the records of
-/// both lists; the signals hand out pointers that stay valid while a record
-/// is in a list. Lives on the thread that made it (the UI thread).
+/// store (new records at once, changes batched every few seconds). The
+/// manager owns the records of both lists; the signals hand out pointers
+/// that stay valid while a record is in a list. Lives on the thread that
+/// made it (the UI thread).
+///
+/// Every name from the server that becomes part of a local path passes
+/// FileUtils::checkLocalName(): a file or folder whose name fails it gets a
+/// Failed record (MFileTransferItem::UnsafeName) without a local path, so
+/// nothing is ever written outside the folder a download was given.
 class ZYRCONTROLLER_EXPORT BFileTransferManager : public QObject {
     Q_OBJECT
 public:
@@ -107,80 +107,8 @@ public Q_SLOTS:
     void executeDBOperation();
 
 private:
-    // A running worker's place in the queue. The worker deletes itself when
-    // its thread ends, so it is only reached through the guard. A finished
-    // upload's slot is released only after its file path has been asked
-    // for, usually after the worker is gone: the slot then still knows the
-    // worker's address (never dereferenced) to match that late report.
-    struct WorkerSlot {
-        Trelan::Oku::ZYRModel::MFileTransferItem* item;
-        QPointer<BFileTransferWorker> worker;
-        BFileTransferWorker* identity;
-        bool awaitingPath;
-    };
-    using ItemList = QList<Trelan::Oku::ZYRModel::MFileTransferItem*>;
-
-    void init();
-    void clear();
-    void loadItemsFromDB();
-
-    ItemList uploadImpl(const QList<QString>& localPaths, const QString& workspaceId, const QString& remoteParentPath);
-    ItemList uploadImpl(const QString& localPath, const QString& workspaceId, const QString& remoteParentPath,
-                        const QString& newName);
-    Trelan::Oku::ZYRModel::MFileTransferItem* uploadFile(const QFileInfo& info, const QString& workspaceId,
-                                                         const QString& remoteParentPath, const QString& newName);
-    ItemList uploadFolder(const QFileInfo& info, const QString& workspaceId, const QString& remoteParentPath,
-                          const QString& newName);
-    void downloadFile(const QSharedPointer<Trelan::Oku::ZYRModel::MFile>& file, const QString& localDir,
-                      const QString& newName);
-    void downloadFolder(const QSharedPointer<Trelan::Oku::ZYRModel::MFile>& folder, const QString& localDir,
-                        const QString& newName);
-    Trelan::Oku::ZYRModel::MFileTransferItem* newItem(bool isDownload, const QString& workspaceId) const;
-    void enqueue(Trelan::Oku::ZYRModel::MFileTransferItem* item);
-
-    void tryStartTransferWorker(bool includeInterrupted);
-    void stopWorker(Trelan::Oku::ZYRModel::MFileTransferItem* item);
-    void stopAllWorkers();
-    bool hasWorker(BFileTransferWorker* worker) const;
-    void removeWorker(BFileTransferWorker* worker, Trelan::Oku::ZYRModel::MFileTransferItem* item);
-    void trackRequest(BReplyHandlerBase* handler);
-    void removeAndDelete(Trelan::Oku::ZYRModel::MFileTransferItem* item);
-    void updateSpeedTimerStatus();
-
-    // Store access, batched or immediate; all no-ops unless persisting.
-    void addItemToDB(Trelan::Oku::ZYRModel::MFileTransferItem* item, bool batched);
-    void updateItemInDB(Trelan::Oku::ZYRModel::MFileTransferItem* item, bool batched);
-    void addItemsToDB(const ItemList& items);
-    void updateItemsInDB(const ItemList& items);
-    void removeItemFromDB(Trelan::Oku::ZYRModel::MFileTransferItem* item);
-    void removeItemsFromDB(const ItemList& items);
-    void removeItemFromCache(Trelan::Oku::ZYRModel::MFileTransferItem* item);
-    void removeItemsFromCache(const ItemList& items);
-    void removeAllCachedItems();
-    void startDBOperationTimer();
-
-    QString m_userId;
-    QString m_userName;
-    QString m_accessToken;
-    ItemList m_unfinishedItems;
-    ItemList m_finishedItems;
-    QList<WorkerSlot> m_workers;
-    // Requests issued by the queue itself, cancelled when it is destroyed so
-    // that no reply calls back into a deleted queue.
-    QList<QPointer<BReplyHandlerBase>> m_requests;
-    const bool m_persist;
-    Trelan::Oku::ZYRCommon::TransferItemDBManager m_store;
-    BFileCacheManager m_cacheManager;
-    int m_byteSpeed = 0;
-    int m_speedCounter = 0;
-    qint64 m_progressCounter = 0;
-    QTimer m_speedTimer;
-    QList<QSharedPointer<Trelan::Oku::ZYRModel::MFile>> m_pendingFolders;
-    ItemList m_pendingInserts;
-    ItemList m_pendingUpdates;
-    QList<Trelan::Oku::ZYRModel::MFileCacheItem> m_pendingCacheItems;
-    QTimer m_dbTimer;
-    BTimings m_timings;
+    friend class BFileTransferManagerPrivate;
+    std::unique_ptr<BFileTransferManagerPrivate> d;
 };
 
 } // namespace Trelan::Oku::ZYRController

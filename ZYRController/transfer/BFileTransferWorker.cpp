@@ -2,6 +2,7 @@
 // SPDX-FileCopyrightText: 2026 The ZYR developers
 #include <ZYRController/BFileTransferWorker.h>
 
+#include <ZYRCommon/FileUtils.h>
 #include <ZYRController/BActionFinishedCaller.h>
 #include <ZYRController/BDownloadFileHandler.h>
 #include <ZYRController/BQueryFileMetaHandler.h>
@@ -14,15 +15,30 @@
 #include <QFileInfo>
 #include <QLoggingCategory>
 #include <QTimer>
+#include <filesystem>
+#include <system_error>
 
 Q_LOGGING_CATEGORY(lcWorker, "zyr.controller.transfer.worker", QtWarningMsg)
 
 namespace Trelan::Oku::ZYRController {
 
+using Trelan::Oku::ZYRCommon::FileUtils;
 using Trelan::Oku::ZYRModel::MFile;
 using Trelan::Oku::ZYRModel::MFileTransferItem;
 using Trelan::Oku::ZYRService::ZYRDocument;
 using Caller = BActionFinishedCaller<BFileTransferWorker>;
+using Reason = MFileTransferItem::FailureReason;
+
+namespace {
+std::filesystem::path nativePath(const QString& path)
+{
+#ifdef Q_OS_WIN
+    return std::filesystem::path(path.toStdWString());
+#else
+    return std::filesystem::path(QFile::encodeName(path).toStdString());
+#endif
+}
+} // namespace
 
 BFileTransferWorker::BFileTransferWorker(MFileTransferItem* item, const MFileTransferItem& copy,
                                          const QString& accessToken)
@@ -89,14 +105,24 @@ void BFileTransferWorker::finishRun()
         m_file.reset();
     }
     m_inactivityTimer.reset();
+    if (m_copy.getStatus() == MFileTransferItem::Failed)
+        Q_EMIT transferFailed(m_item, m_copy.getFailureReason());
     Q_EMIT transferFinished(this, m_item, m_copy.getStatus(), QString());
 }
 
 bool BFileTransferWorker::startDownload()
 {
-    const QString partialPath = m_copy.getLocalPath() + QLatin1String(PartialSuffix);
+    // The queue makes no local path from a name that fails the check; this
+    // holds for records of an older store and for retries as well.
+    const QString target = m_copy.getLocalPath();
+    if (target.isEmpty() || !FileUtils::isSafeLocalName(QFileInfo(target).fileName())) {
+        report(MFileTransferItem::Failed, QString(), MFileTransferItem::UnsafeName);
+        return false;
+    }
+    const QString partialPath = target + QLatin1String(PartialSuffix);
     const QFileInfo partial(partialPath);
     m_startOffset = 0;
+    m_expectedSize = m_copy.getSize();
     if (partial.exists()) {
         // A partial file as large as the record (or larger) cannot be a
         // prefix of it: start over.
@@ -112,13 +138,14 @@ bool BFileTransferWorker::startDownload()
     if (!m_file->open(mode)) {
         qCWarning(lcWorker) << "cannot open" << partialPath << m_file->errorString();
         m_file.reset();
-        report(MFileTransferItem::Failed, QString());
+        report(MFileTransferItem::Failed, QString(), MFileTransferItem::LocalFileError);
         return false;
     }
 
     auto* caller = new Caller(this, &BFileTransferWorker::onDownloadFinished, &BFileTransferWorker::onDownloadProgress,
                               nullptr);
     auto* handler = new BDownloadFileHandler(caller, m_file.get());
+    handler->setExpectedFile(m_startOffset, m_expectedSize);
     m_activeHandler = handler;
     m_lastReported = 0;
     ZYRDocument::DownloadFile(m_accessToken, m_copy.getWorkspaceId(), m_copy.getFileId(), m_startOffset, 0, handler);
@@ -132,7 +159,7 @@ bool BFileTransferWorker::startUpload(qint64 offset, qint64 expectedSize)
     if (!m_file->open(QIODevice::ReadOnly)) {
         qCWarning(lcWorker) << "cannot read" << m_copy.getLocalPath() << m_file->errorString();
         m_file.reset();
-        report(MFileTransferItem::Failed, QString());
+        report(MFileTransferItem::Failed, QString(), MFileTransferItem::LocalFileError);
         return false;
     }
 
@@ -160,7 +187,7 @@ bool BFileTransferWorker::startUpload(qint64 offset, qint64 expectedSize)
 bool BFileTransferWorker::queryRemoteInfo()
 {
     if (m_remoteInfoAttempts++ >= MaxRemoteInfoAttempts) {
-        report(MFileTransferItem::Failed, QString());
+        report(MFileTransferItem::Failed, QString(), MFileTransferItem::RequestFailed);
         return false;
     }
     auto* caller = new Caller(this, &BFileTransferWorker::onQueryRemoteInfoFinished, nullptr, nullptr);
@@ -214,13 +241,19 @@ void BFileTransferWorker::onQueryRemoteInfoFinished(BReplyHandlerBase* handler)
 
 void BFileTransferWorker::onDownloadProgress(qint64 bytesReceived, qint64 bytesTotal)
 {
+    restartInactivityTimer();
+    auto* handler = qobject_cast<BDownloadFileHandler*>(m_activeHandler.data());
+    // Nothing of an answer that is not the file's content is counted.
+    if (!handler || handler->bodyOffset() < 0)
+        return;
     const qint64 delta = bytesReceived - m_lastReported;
     m_lastReported = bytesReceived;
-    restartInactivityTimer();
-    m_copy.setBytesCompleted(m_startOffset + bytesReceived);
-    if (m_copy.getSize() != bytesTotal)
-        m_copy.setSize(bytesTotal);
-    Q_EMIT transferProgress(m_item, delta, m_startOffset + bytesReceived, bytesTotal);
+    const qint64 held = handler->bodyOffset() + bytesReceived;
+    const qint64 total = handler->announcedSize() >= 0 ? handler->announcedSize() : bytesTotal;
+    m_copy.setBytesCompleted(held);
+    if (m_copy.getSize() != total)
+        m_copy.setSize(total);
+    Q_EMIT transferProgress(m_item, delta, held, total);
 }
 
 void BFileTransferWorker::onUploadProgress(qint64 bytesSent, qint64 bytesTotal)
@@ -239,25 +272,59 @@ void BFileTransferWorker::onDownloadFinished(BReplyHandlerBase* handler)
     if (!handler)
         return;
     restartInactivityTimer();
-    const int code = handler->statusCode();
-    const auto* download = static_cast<BDownloadFileHandler*>(handler);
-    const bool complete
-            = (code == 200 || code == 206) && download->isWriteOk() && m_copy.getBytesCompleted() == m_copy.getSize();
-    const auto status = complete ? MFileTransferItem::Finished : MFileTransferItem::Failed;
-
-    if (complete && m_file && m_file->fileName() != m_copy.getLocalPath()) {
-        const QString target = m_copy.getLocalPath();
-        if (QFile::exists(target) && !QFile::remove(target)) {
-            qCWarning(lcWorker) << "cannot replace" << target << "; the download stays in its partial file";
-        } else {
-            m_file->close();
-            if (!m_file->rename(target))
-                qCWarning(lcWorker) << "cannot rename the download to" << target << m_file->errorString();
-        }
-    }
+    const Reason reason = concludeDownload(qobject_cast<BDownloadFileHandler*>(handler), true);
     m_activeHandler = nullptr;
-    report(status, QString());
+    report(reason == MFileTransferItem::NoFailure ? MFileTransferItem::Finished : MFileTransferItem::Failed, QString(),
+           reason);
     endLoop();
+}
+
+Reason BFileTransferWorker::concludeDownload(BDownloadFileHandler* handler, bool answerEnded)
+{
+    if (!handler || !m_file || handler->bodyOffset() < 0)
+        return answerEnded ? MFileTransferItem::RequestFailed : MFileTransferItem::TimedOut;
+    if (!handler->isWriteOk() || !m_file->flush())
+        return MFileTransferItem::LocalFileError;
+    const qint64 held = m_file->size();
+    const qint64 announced = handler->announcedSize();
+    // Another file than the one listed, or more bytes than it has: what was
+    // written cannot be the start of the right file either.
+    if (handler->exceededSize() || held > m_expectedSize || (announced >= 0 && announced != m_expectedSize)) {
+        dropPartialFile();
+        return MFileTransferItem::WrongContent;
+    }
+    // Cut off: the bytes held are kept for the next attempt to resume.
+    if (held < m_expectedSize)
+        return answerEnded ? MFileTransferItem::RequestFailed : MFileTransferItem::TimedOut;
+    if (!handler->digestMatches()) {
+        dropPartialFile();
+        return MFileTransferItem::WrongContent;
+    }
+    return replaceTarget() ? MFileTransferItem::NoFailure : MFileTransferItem::LocalFileError;
+}
+
+bool BFileTransferWorker::replaceTarget()
+{
+    const QString partial = m_file->fileName();
+    m_file->close();
+    m_file.reset();
+    // One rename replaces an older target: there is no moment without a
+    // file, and a target that cannot be replaced (a folder) fails the
+    // download, keeping the partial file.
+    std::error_code error;
+    std::filesystem::rename(nativePath(partial), nativePath(m_copy.getLocalPath()), error);
+    if (error)
+        qCWarning(lcWorker) << "cannot put the download in place at" << m_copy.getLocalPath()
+                            << QString::fromStdString(error.message());
+    return !error;
+}
+
+void BFileTransferWorker::dropPartialFile()
+{
+    qCWarning(lcWorker) << "the bytes received for" << m_copy.getLocalPath() << "do not match the file; dropped";
+    m_file->close();
+    m_file->remove();
+    m_file.reset();
 }
 
 void BFileTransferWorker::onUploadFinished(BReplyHandlerBase* handler)
@@ -275,21 +342,40 @@ void BFileTransferWorker::onUploadFinished(BReplyHandlerBase* handler)
         }
     }
     m_activeHandler = nullptr;
-    report(ok ? MFileTransferItem::Finished : MFileTransferItem::Failed, fileId);
+    if (ok)
+        report(MFileTransferItem::Finished, fileId);
+    else
+        report(MFileTransferItem::Failed, fileId, MFileTransferItem::RequestFailed);
     endLoop();
 }
 
 void BFileTransferWorker::slotTimeout()
 {
     qCInfo(lcWorker) << "transfer inactive for" << m_timings.inactivityTimeoutMs << "ms";
-    const bool complete = m_copy.getBytesCompleted() == m_copy.getSize();
-    report(complete ? MFileTransferItem::Finished : MFileTransferItem::Failed, QString());
+    if (m_copy.getIsDownload()) {
+        // Every byte may be there with the answer's end still missing: the
+        // request ends here and the file is judged as at the end of an answer.
+        auto* handler = qobject_cast<BDownloadFileHandler*>(m_activeHandler.data());
+        if (handler)
+            handler->slotCancel();
+        m_activeHandler = nullptr;
+        const Reason reason = concludeDownload(handler, false);
+        report(reason == MFileTransferItem::NoFailure ? MFileTransferItem::Finished : MFileTransferItem::Failed,
+               QString(), reason);
+    } else if (m_copy.getBytesCompleted() == m_copy.getSize()) {
+        report(MFileTransferItem::Finished, QString());
+    } else {
+        report(MFileTransferItem::Failed, QString(), MFileTransferItem::TimedOut);
+    }
     endLoop();
 }
 
-void BFileTransferWorker::report(MFileTransferItem::TransferStatus status, const QString& fileId)
+void BFileTransferWorker::report(MFileTransferItem::TransferStatus status, const QString& fileId, Reason reason)
 {
     m_copy.setStatus(status);
+    m_copy.setFailureReason(reason);
+    if (status == MFileTransferItem::Failed)
+        Q_EMIT transferFailed(m_item, reason);
     Q_EMIT transferFinished(this, m_item, status, fileId);
 }
 

@@ -18,14 +18,17 @@ class QTimer;
 
 namespace Trelan::Oku::ZYRController {
 
+class BDownloadFileHandler;
 class BReplyHandlerBase;
 
 /// Moves one file, up or down, in a thread of its own. The worker reads and
 /// writes only its own copy of the record; the queue's record pointer is
 /// passed back in the signals and never touched here. A download goes into
-/// "<local path>.zyr" and is renamed when complete, so an interrupted one
-/// resumes from the partial file's size. The worker deletes itself through
-/// its finished() signal, which the queue connects to deleteLater().
+/// "<local path>.zyr" and replaces the target in one rename once its bytes
+/// have the size the record expects and the digest the server gave, so an
+/// interrupted one resumes from the partial file's size and wrong bytes never
+/// reach the target. The worker deletes itself through its finished()
+/// signal, which the queue connects to deleteLater().
 class ZYRCONTROLLER_EXPORT BFileTransferWorker : public QThread {
     Q_OBJECT
 public:
@@ -60,6 +63,9 @@ Q_SIGNALS:
     void transferFinished(Trelan::Oku::ZYRController::BFileTransferWorker* worker,
                           Trelan::Oku::ZYRModel::MFileTransferItem* item, int status, QString fileId);
     void cacheFile(QString fileId, QString digest, QString localPath);
+    /// Why the transfer failed (an MFileTransferItem::FailureReason); sent
+    /// just before each transferFinished() that reports Failed.
+    void transferFailed(Trelan::Oku::ZYRModel::MFileTransferItem* item, int reason);
 
 public Q_SLOTS:
     void slotTimeout();
@@ -80,7 +86,15 @@ protected:
     void finishRun();
 
 private:
-    void report(Trelan::Oku::ZYRModel::MFileTransferItem::TransferStatus status, const QString& fileId);
+    void report(Trelan::Oku::ZYRModel::MFileTransferItem::TransferStatus status, const QString& fileId,
+                Trelan::Oku::ZYRModel::MFileTransferItem::FailureReason reason
+                = Trelan::Oku::ZYRModel::MFileTransferItem::NoFailure);
+    /// Judges the partial file once the answer ended (or went silent) and
+    /// puts it in place when it is right.
+    Trelan::Oku::ZYRModel::MFileTransferItem::FailureReason concludeDownload(BDownloadFileHandler* handler,
+                                                                             bool answerEnded);
+    bool replaceTarget();
+    void dropPartialFile();
     void restartInactivityTimer();
     void endLoop();
 
@@ -90,6 +104,8 @@ private:
     int m_remoteInfoAttempts = 0;
     std::unique_ptr<QFile> m_file;
     qint64 m_startOffset = 0;
+    /// The size a download must reach: the record's when the worker started.
+    qint64 m_expectedSize = 0;
     std::unique_ptr<QTimer> m_inactivityTimer;
     std::atomic<bool> m_deleteOnStop{ false };
     qint64 m_lastReported = 0;

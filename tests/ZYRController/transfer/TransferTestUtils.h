@@ -2,7 +2,7 @@
 // SPDX-FileCopyrightText: 2026 The ZYR developers
 #pragma once
 
-// File helpers shared by the transfer worker and queue tests.
+// File helpers of the transfer and open tests.
 
 #include <QByteArray>
 #include <QCryptographicHash>
@@ -14,8 +14,7 @@
 
 namespace TransferTestUtils {
 
-/// Bytes whose value at i is (i + seed) mod 251; with seed 0 they equal the
-/// generated files of the server's seed.
+/// Bytes whose value at i is (i + seed) mod 251.
 inline QByteArray generatedBytes(qint64 size, int seed = 0)
 {
     QByteArray bytes(size, Qt::Uninitialized);

@@ -6,7 +6,6 @@
 
 #include <QDir>
 #include <QFile>
-#include <QFileInfo>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -20,198 +19,113 @@ class TestBFileCacheManager : public QObject {
     Q_OBJECT
 
 private:
-    QString writeFile(const QString& relativePath, const QByteArray& content = "bytes")
-    {
-        const QString path = m_dir->filePath(relativePath);
-        QDir().mkpath(QFileInfo(path).path());
-        QFile file(path);
-        if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
-            qFatal("cannot write the test file");
-        file.close();
-        return path;
-    }
-
-    static QSharedPointer<MFile> cloudFile(const QString& id, const QString& digest)
-    {
-        auto file = QSharedPointer<MFile>::create();
-        file->setId(id);
-        file->setDigest(digest);
-        file->setFileName(QStringLiteral("plan.dwg"));
-        return file;
-    }
-
-    int storedRecords(const QString& fileId)
-    {
-        CacheItemDBManager store{ QString(), QString() };
-        QList<MFileCacheItem> items;
-        store.getCacheItems(fileId, items);
-        return static_cast<int>(items.size());
-    }
+    // Writes \a relativePath and records it as the copy of "f1" at \a digest.
+    void addCopy(BFileCacheManager& cache, const QString& relativePath, const QString& digest);
+    QStringList storedCopies(const QString& fileId) const;
 
     std::unique_ptr<QTemporaryDir> m_dir;
 
 private Q_SLOTS:
-    void init()
-    {
-        m_dir = std::make_unique<QTemporaryDir>();
-        QVERIFY(m_dir->isValid());
-        ApplicationSettings::setDatabaseLocation(m_dir->filePath(QStringLiteral("db")));
-    }
-
-    void cleanup()
-    {
-        ApplicationSettings::setDatabaseLocation(QString());
-        m_dir.reset();
-    }
-
-    void buildCacheItemRecordsTheCopy()
-    {
-        const QString path = writeFile(QStringLiteral("copies/plan.dwg"));
-        MFileCacheItem item;
-        BFileCacheManager::buildCacheItem(QStringLiteral("f1"), QStringLiteral("d1"), path, item);
-        QVERIFY(!item.getId().isEmpty());
-        QCOMPARE(item.getFileId(), QStringLiteral("f1"));
-        QCOMPARE(item.getDigest(), QStringLiteral("d1"));
-        QCOMPARE(item.getLocalDir(), QFileInfo(path).path());
-        QCOMPARE(item.getLocalName(), QStringLiteral("plan.dwg"));
-        QCOMPARE(item.getCachedTime(), QFileInfo(path).lastModified());
-        QVERIFY(!BFileCacheManager::isCachedFileModified(item));
-    }
-
-    void currentCopyIsFound()
-    {
-        BFileCacheManager cache;
-        const QString path = writeFile(QStringLiteral("a/plan.dwg"));
-        QVERIFY(cache.addCacheItem(QStringLiteral("f1"), QStringLiteral("d1"), path));
-
-        MFileCacheItem out;
-        QVERIFY(cache.getCacheItem(cloudFile(QStringLiteral("f1"), QStringLiteral("d1")), out, QString(), QString()));
-        QCOMPARE(out.getLocalName(), QStringLiteral("plan.dwg"));
-        QCOMPARE(storedRecords(QStringLiteral("f1")), 1);
-    }
-
-    void missingFileOrRecordGivesNothing()
-    {
-        BFileCacheManager cache;
-        MFileCacheItem out;
-        QVERIFY(!cache.getCacheItem(QWeakPointer<MFile>(), out, QString(), QString()));
-        QVERIFY(!cache.getCacheItem(cloudFile(QStringLiteral("unknown"), QStringLiteral("d")), out, QString(),
-                                    QString()));
-    }
-
-    void touchedCopyIsDropped()
-    {
-        BFileCacheManager cache;
-        const QString path = writeFile(QStringLiteral("a/plan.dwg"));
-        QVERIFY(cache.addCacheItem(QStringLiteral("f1"), QStringLiteral("d1"), path));
-
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::ReadWrite));
-        QVERIFY(file.setFileTime(QFileInfo(path).lastModified().addSecs(-60), QFileDevice::FileModificationTime));
-        file.close();
-
-        MFileCacheItem out;
-        QVERIFY(!cache.getCacheItem(cloudFile(QStringLiteral("f1"), QStringLiteral("d1")), out, QString(), QString()));
-        QCOMPARE(storedRecords(QStringLiteral("f1")), 0);
-    }
-
-    void deletedCopyIsDropped()
-    {
-        BFileCacheManager cache;
-        const QString path = writeFile(QStringLiteral("a/plan.dwg"));
-        QVERIFY(cache.addCacheItem(QStringLiteral("f1"), QStringLiteral("d1"), path));
-        QVERIFY(QFile::remove(path));
-
-        MFileCacheItem out;
-        QVERIFY(!cache.getCacheItem(cloudFile(QStringLiteral("f1"), QStringLiteral("d1")), out, QString(), QString()));
-        QCOMPARE(storedRecords(QStringLiteral("f1")), 0);
-    }
-
-    void newCloudVersionDropsOldRecords()
-    {
-        BFileCacheManager cache;
-        QVERIFY(cache.addCacheItem(QStringLiteral("f1"), QStringLiteral("old"),
-                                   writeFile(QStringLiteral("a/plan.dwg"))));
-        QVERIFY(cache.addCacheItem(QStringLiteral("f1"), QStringLiteral("old"),
-                                   writeFile(QStringLiteral("b/plan.dwg"))));
-        QCOMPARE(storedRecords(QStringLiteral("f1")), 2);
-
-        MFileCacheItem out;
-        QVERIFY(!cache.getCacheItem(cloudFile(QStringLiteral("f1"), QStringLiteral("new")), out, QString(), QString()));
-        QCOMPARE(storedRecords(QStringLiteral("f1")), 0);
-    }
-
-    void staleRecordsGoValidOnesStay()
-    {
-        BFileCacheManager cache;
-        QVERIFY(cache.addCacheItem(QStringLiteral("f1"), QStringLiteral("old"),
-                                   writeFile(QStringLiteral("a/plan.dwg"))));
-        QVERIFY(cache.addCacheItem(QStringLiteral("f1"), QStringLiteral("d1"),
-                                   writeFile(QStringLiteral("b/plan.dwg"))));
-
-        MFileCacheItem out;
-        QVERIFY(cache.getCacheItem(cloudFile(QStringLiteral("f1"), QStringLiteral("d1")), out, QString(), QString()));
-        QCOMPARE(QDir(out.getLocalDir()), QDir(m_dir->filePath(QStringLiteral("b"))));
-        QCOMPARE(storedRecords(QStringLiteral("f1")), 1);
-    }
-
-    void preferredDirectoryAndName_data()
-    {
-        QTest::addColumn<QString>("localDir");
-        QTest::addColumn<QString>("localName");
-        QTest::addColumn<QString>("expectedPath");
-
-        QTest::newRow("no preference: first valid") << QString() << QString() << QStringLiteral("a/plan.dwg");
-        QTest::newRow("second directory") << QStringLiteral("b") << QString() << QStringLiteral("b/plan.dwg");
-        QTest::newRow("directory given with a trailing slash")
-                << QStringLiteral("b/") << QString() << QStringLiteral("b/plan.dwg");
-        QTest::newRow("directory and name")
-                << QStringLiteral("b") << QStringLiteral("plan (1).dwg") << QStringLiteral("b/plan (1).dwg");
-        QTest::newRow("name not found: last in the directory")
-                << QStringLiteral("b") << QStringLiteral("other.dwg") << QStringLiteral("b/plan (1).dwg");
-        QTest::newRow("unknown directory: first valid")
-                << QStringLiteral("c") << QString() << QStringLiteral("a/plan.dwg");
-    }
-
-    void preferredDirectoryAndName()
-    {
-        QFETCH(QString, localDir);
-        QFETCH(QString, localName);
-        QFETCH(QString, expectedPath);
-
-        BFileCacheManager cache;
-        for (const char* path : { "a/plan.dwg", "b/plan.dwg", "b/plan (1).dwg" })
-            QVERIFY(cache.addCacheItem(QStringLiteral("f1"), QStringLiteral("d1"), writeFile(QString::fromUtf8(path))));
-
-        MFileCacheItem out;
-        const QString dir = localDir.isEmpty() ? QString() : m_dir->path() + QLatin1Char('/') + localDir;
-        QVERIFY(cache.getCacheItem(cloudFile(QStringLiteral("f1"), QStringLiteral("d1")), out, dir, localName));
-        QCOMPARE(out.getLocalDir() + QLatin1Char('/') + out.getLocalName(), m_dir->filePath(expectedPath));
-    }
-
-    void localDirectoryMaintenance()
-    {
-        BFileCacheManager cache;
-        QVERIFY(cache.addCacheItem(QStringLiteral("f1"), QStringLiteral("d1"),
-                                   writeFile(QStringLiteral("a/plan.dwg"))));
-        QVERIFY(cache.addCacheItem(QStringLiteral("f2"), QStringLiteral("d2"), writeFile(QStringLiteral("b/x.txt"))));
-
-        // The directory is normalised before it is compared.
-        const QString moved = m_dir->filePath(QStringLiteral("moved"));
-        QVERIFY(cache.updateCacheItemLocalDir(m_dir->filePath(QStringLiteral("a")) + QLatin1Char('/'), moved));
-        CacheItemDBManager store{ QString(), QString() };
-        QList<MFileCacheItem> items;
-        QVERIFY(store.getCacheItems(QStringLiteral("f1"), items));
-        QCOMPARE(items.size(), 1);
-        QCOMPARE(items.first().getLocalDir(), moved);
-
-        QString backslashed = m_dir->filePath(QStringLiteral("b"));
-        backslashed.replace(QLatin1Char('/'), QLatin1Char('\\'));
-        QVERIFY(cache.removeCacheItemByLocalDir(backslashed));
-        QCOMPARE(storedRecords(QStringLiteral("f2")), 0);
-        QCOMPARE(storedRecords(QStringLiteral("f1")), 1);
-    }
+    void init();
+    void cleanup();
+    void currentCopyIsChosen_data();
+    void currentCopyIsChosen();
 };
+
+void TestBFileCacheManager::addCopy(BFileCacheManager& cache, const QString& relativePath, const QString& digest)
+{
+    const QString path = m_dir->filePath(relativePath);
+    QDir().mkpath(QFileInfo(path).path());
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write("bytes") == 5);
+    file.close();
+    QVERIFY(cache.addCacheItem(QStringLiteral("f1"), digest, path));
+}
+
+QStringList TestBFileCacheManager::storedCopies(const QString& fileId) const
+{
+    QList<MFileCacheItem> items;
+    CacheItemDBManager(QString(), QString()).getCacheItems(fileId, items);
+    QStringList paths;
+    for (const MFileCacheItem& item : std::as_const(items))
+        paths.append(QDir(m_dir->path()).relativeFilePath(item.getLocalDir() + QLatin1Char('/') + item.getLocalName()));
+    paths.sort();
+    return paths;
+}
+
+void TestBFileCacheManager::init()
+{
+    m_dir = std::make_unique<QTemporaryDir>();
+    QVERIFY(m_dir->isValid());
+    ApplicationSettings::setDatabaseLocation(m_dir->filePath(QStringLiteral("db")));
+}
+
+void TestBFileCacheManager::cleanup()
+{
+    ApplicationSettings::setDatabaseLocation(QString());
+    m_dir.reset();
+}
+
+void TestBFileCacheManager::currentCopyIsChosen_data()
+{
+    // Copies "path digest", a change to a/plan.dwg, the cloud's digest, the
+    // preferred folder and name; the copy chosen ("": none), the records left.
+    QTest::addColumn<QStringList>("copies");
+    QTest::addColumn<QString>("change");
+    QTest::addColumn<QString>("digest");
+    QTest::addColumn<QString>("localDir");
+    QTest::addColumn<QString>("localName");
+    QTest::addColumn<QString>("chosen");
+    QTest::addColumn<QStringList>("left");
+
+    const QStringList one{ "a/plan.dwg d1" };
+    const QStringList three{ "a/plan.dwg d1", "b/plan.dwg d1", "b/plan (1).dwg d1" };
+    const QStringList all{ "a/plan.dwg", "b/plan (1).dwg", "b/plan.dwg" };
+    // clang-format off
+    QTest::newRow("current copy") << one << "" << "d1" << "" << "" << "a/plan.dwg" << QStringList{ "a/plan.dwg" };
+    QTest::newRow("touched copy is dropped") << one << "touch" << "d1" << "" << "" << "" << QStringList{};
+    QTest::newRow("new cloud version drops all") << three << "" << "d2" << "" << "" << "" << QStringList{};
+    QTest::newRow("stale goes, valid stays") << QStringList{ "a/plan.dwg old", "b/plan.dwg d1" } << "" << "d1" << ""
+                                             << "" << "b/plan.dwg" << QStringList{ "b/plan.dwg" };
+    QTest::newRow("no preference: the first") << three << "" << "d1" << "" << "" << "a/plan.dwg" << all;
+    QTest::newRow("preferred folder") << three << "" << "d1" << "b/" << "" << "b/plan.dwg" << all;
+    QTest::newRow("folder and name") << three << "" << "d1" << "b" << "plan (1).dwg" << "b/plan (1).dwg" << all;
+    QTest::newRow("unknown name: last in the folder") << three << "" << "d1" << "b" << "x" << "b/plan (1).dwg" << all;
+    // clang-format on
+}
+
+void TestBFileCacheManager::currentCopyIsChosen()
+{
+    QFETCH(QStringList, copies);
+    QFETCH(QString, change);
+    QFETCH(QString, digest);
+    QFETCH(QString, localDir);
+    QFETCH(QString, localName);
+    QFETCH(QString, chosen);
+    QFETCH(QStringList, left);
+    BFileCacheManager cache;
+    for (const QString& copy : std::as_const(copies))
+        addCopy(cache, copy.section(QLatin1Char(' '), 0, -2), copy.section(QLatin1Char(' '), -1));
+    QFile first(m_dir->filePath(QStringLiteral("a/plan.dwg")));
+    if (change == QLatin1String("delete"))
+        QVERIFY(first.remove());
+    if (change == QLatin1String("touch")) {
+        QVERIFY(first.open(QIODevice::ReadWrite));
+        QVERIFY(first.setFileTime(first.fileTime(QFileDevice::FileModificationTime).addSecs(-60),
+                                  QFileDevice::FileModificationTime));
+    }
+
+    auto file = QSharedPointer<MFile>::create();
+    file->setId(QStringLiteral("f1"));
+    file->setDigest(digest);
+    MFileCacheItem out;
+    const QString dir = localDir.isEmpty() ? QString() : m_dir->filePath(localDir);
+    QCOMPARE(cache.getCacheItem(file, out, dir, localName), !chosen.isEmpty());
+    if (!chosen.isEmpty())
+        QCOMPARE(out.getLocalDir() + QLatin1Char('/') + out.getLocalName(), m_dir->filePath(chosen));
+    QCOMPARE(storedCopies(QStringLiteral("f1")), left);
+    QVERIFY(!cache.getCacheItem(QWeakPointer<MFile>(), out, QString(), QString()));
+}
 
 QTEST_GUILESS_MAIN(TestBFileCacheManager)
 #include "tst_bfilecachemanager.moc"
