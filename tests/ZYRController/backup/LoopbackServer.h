@@ -7,9 +7,8 @@
 #include <QTcpSocket>
 #include <functional>
 
-// Answers that zyr-cloud never gives (hostile names, odd version lists, a
-// held body), on a free loopback port. Requests are GETs without a body;
-// `answer` gets each one's target and returns the raw reply.
+// Answers zyr-cloud never gives (hostile names, odd version lists, a held body) on a free
+// loopback port. Requests are GETs; `answer` gets each one's target, returns the raw reply.
 class LoopbackServer : public QTcpServer {
 public:
     std::function<QByteArray(const QByteArray& target)> answer;

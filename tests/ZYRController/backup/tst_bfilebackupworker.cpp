@@ -145,8 +145,8 @@ void TestBFileBackupWorker::initTestCase()
 void TestBFileBackupWorker::init()
 {
     // A cache store of its own: no test finds the copies of another.
-    const QString name = QString::fromLatin1(QTest::currentTestFunction()) + QLatin1String(QTest::currentDataTag());
-    Trelan::Oku::ZYRCommon::ApplicationSettings::setDatabaseLocation(m_tmp->filePath(u"db/"_s + name));
+    Trelan::Oku::ZYRCommon::ApplicationSettings::setDatabaseLocation(m_tmp->filePath(
+            u"db/"_s + QLatin1String(QTest::currentTestFunction()) + QLatin1String(QTest::currentDataTag())));
     BTimings fast;
     fast.completionPauseMs = 1;
     fast.backupRetryDelayMs = 40;
@@ -179,9 +179,8 @@ void TestBFileBackupWorker::mirrorsTheServer()
 {
     const QString dir = m_tmp->filePath(u"mirror"_s);
     const QSet<QString> workspaces{ u"w-1"_s, u"w-10"_s, u"w-1_0"_s };
-    QMap<QString, QString> folders{ { u"w-1"_s, u"w-1_Design"_s },
-                                    { u"w-10"_s, u"w-10_Projects"_s },
-                                    { u"w-1_0"_s, u"w-1%5F0_Archive"_s } };
+    QMap<QString, QString> folders{ { u"w-1"_s, u"w-1_Design"_s }, { u"w-10"_s, u"w-10_Projects"_s } };
+    folders.insert(u"w-1_0"_s, u"w-1%5F0_Archive"_s); // the first "_" ends the id
     QCOMPARE(backup(dir, workspaces), true);
     QCOMPARE(localTree(dir), expectedTree(folders));
 
@@ -203,8 +202,7 @@ void TestBFileBackupWorker::skipsPartialsAndGoesOnAfterFailedDownload()
     const QString dir = m_tmp->filePath(u"partial"_s);
     const QString workspace = dir + u"/u-alice_Alice/w-10_Projects/"_s;
     QVERIFY(writeAll(workspace + u"x.bin.zyr"_s, "partial"));
-    m_cloud->addFault(
-            { { "pathPrefix", "/api/v1/workspaces/w-10/files/f-notes/" }, { "status", 500 }, { "times", 1 } });
+    m_cloud->addFault({ { "pathPrefix", "/api/v1/workspaces/w-10/files/f-notes" }, { "status", 500 }, { "times", 1 } });
     QCOMPARE(backup(dir, { u"w-10"_s }), true);
     const Tree expected{ { u"Alpha/"_s, {} }, { u"x.bin.zyr"_s, "partial" }, { u"y.txt"_s, "why" } };
     QCOMPARE(localTree(workspace), expected);
@@ -338,15 +336,11 @@ void TestBFileBackupWorker::hostileNamesStayInside()
     QCOMPARE(run(worker, {}, server.url("")), true);
 
     const QString workspace = u"backup/u-x_.._.._out/w-a_.._.._.._ws/"_s;
-    const Tree expected{ { u"outside.txt"_s, "keep" },
-                         { u"victim/"_s, {} },
-                         { u"victim/keep.txt"_s, "keep" },
-                         { u"backup/"_s, {} },
-                         { u"backup/u-x_.._.._out/"_s, {} },
-                         { workspace, {} },
-                         { workspace + u"ok.txt"_s, "DATA" },
-                         { workspace + u"Sub/"_s, {} },
-                         { workspace + u"Sub/new.txt"_s, "DATA" } };
+    Tree expected{ { u"outside.txt"_s, "keep" }, { u"victim/"_s, {} }, { u"victim/keep.txt"_s, "keep" } };
+    for (const QString& folder : { u"backup/"_s, u"backup/u-x_.._.._out/"_s, workspace, workspace + u"Sub/"_s })
+        expected.insert(folder, {});
+    expected.insert(workspace + u"ok.txt"_s, "DATA");
+    expected.insert(workspace + u"Sub/new.txt"_s, "DATA");
     QCOMPARE(localTree(root), expected);
 }
 
