@@ -282,6 +282,7 @@ void TestBFileBackupWorker::refusesToStart()
     BFileBackupWorker worker(unless("user", u"u-alice"_s), unless("token", m_token), unless("dir", dir),
                              unless("workspaces", QSet<QString>{ u"w-10"_s }));
     LoopbackServer server; // no request may reach it
+    server.answer = [](const QByteArray&) { return LoopbackServer::reply(503, {}); };
     QCOMPARE(run(worker, {}, server.url("")), succeeds);
     QVERIFY(!server.last && !QFileInfo::exists(dir));
 }
