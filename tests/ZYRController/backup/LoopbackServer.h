@@ -13,6 +13,7 @@ class LoopbackServer : public QTcpServer {
 public:
     std::function<QByteArray(const QByteArray& target)> answer;
     QPointer<QTcpSocket> last; // the connection of the latest request; null once closed
+    int requests = 0;
 
     LoopbackServer()
     {
@@ -40,6 +41,7 @@ private:
         QByteArray buffer = socket->property("buffer").toByteArray() + socket->readAll();
         for (qsizetype end; (end = buffer.indexOf("\r\n\r\n")) >= 0; buffer.remove(0, end + 4)) {
             last = socket;
+            ++requests;
             socket->write(answer(buffer.left(buffer.indexOf(' ', 4)).mid(4))); // GET <target> HTTP/1.1
         }
         socket->setProperty("buffer", buffer);
