@@ -7,7 +7,7 @@ class Router;
 struct ServerContext;
 
 // Test-only routes (registered with --enable-admin): faults on demand and
-// the install reports received. Loopback callers only.
+// the install reports received; renaming a workspace. Loopback callers only.
 class AdminRoutes {
 public:
     explicit AdminRoutes(ServerContext& context);
@@ -19,6 +19,7 @@ private:
     void clearFaults(ApiRequest& request);
     void listFaults(ApiRequest& request);
     void installInfos(ApiRequest& request);
+    void renameWorkspace(ApiRequest& request);
 
     ServerContext& m_context;
 };

@@ -13,7 +13,7 @@ namespace Defaults {
 inline constexpr int SyncWaitMs = 600000;
 /// A transfer or a backup without any reply or progress for this long ends.
 inline constexpr int InactivityTimeoutMs = 300000;
-/// Pause before a failed upload-state query or start-up query is sent again.
+/// Pause before a failed upload-state query of a transfer is sent again.
 inline constexpr int RetryDelayMs = 30000;
 /// Batching interval of the transfer store writes.
 inline constexpr int DbFlushIntervalMs = 5000;
@@ -26,6 +26,10 @@ inline constexpr int OpenIdleWaitMs = 3000;
 inline constexpr int OpenFallbackSleepMs = 5000;
 inline constexpr int OpenExitPollMs = 1000;
 inline constexpr int OpenLockPollMs = 5000;
+/// A backup without any reply, progress or status change for this long ends.
+inline constexpr int BackupInactivityTimeoutMs = 300000;
+/// Pause before a failed start-up query of a backup is sent again.
+inline constexpr int BackupRetryDelayMs = 30000;
 } // namespace Defaults
 
 /// The intervals one object works with. An object takes BTimings::current()
@@ -54,6 +58,10 @@ struct ZYRCONTROLLER_EXPORT BTimings {
     int openFallbackSleepMs = Defaults::OpenFallbackSleepMs;
     int openExitPollMs = Defaults::OpenExitPollMs;
     int openLockPollMs = Defaults::OpenLockPollMs;
+    // The backup's own intervals, apart from those of the transfers it
+    // queues, so that a test can let the backup give up before a transfer.
+    int backupInactivityTimeoutMs = Defaults::BackupInactivityTimeoutMs;
+    int backupRetryDelayMs = Defaults::BackupRetryDelayMs;
 
     /// The defaults, or the innermost Override in force.
     static BTimings current();

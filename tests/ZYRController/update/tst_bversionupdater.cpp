@@ -1,0 +1,177 @@
+// SPDX-License-Identifier: MIT
+// SPDX-FileCopyrightText: 2026 The ZYR developers
+#include "CloudServerFixture.h"
+#include "ScriptedHttpServer.h"
+#include "../transfer/TransferTestUtils.h"
+
+#include <ZYRCommon/ApplicationSettings.h>
+#include <ZYRController/BVersionUpdateManager.h>
+#include <ZYRController/BVersionUpdater.h>
+#include <ZYRService/ZYRServiceUtil.h>
+
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+#include <memory>
+
+using namespace Trelan::Oku::ZYRController;
+using Trelan::Oku::ZYRCommon::ApplicationSettings;
+
+class TestBVersionUpdater : public QObject {
+    Q_OBJECT
+
+private:
+    // Serves \a list as the version list, and a held, cut installer.
+    void serve(const QByteArray& list, int status = 200)
+    {
+        m_scripted->setHandler([list, status](const ScriptedRequest& request) {
+            if (request.path == "/versions.xml")
+                return ScriptedResponse::json(status, list);
+            ScriptedResponse response;
+            response.body = QByteArray(100000, 'x');
+            response.withoutLength = response.leaveOpen = true;
+            return response.withHeader("Content-Length", "1000000");
+        });
+    }
+
+    QString scriptedList() const { return m_scripted->url().toString() + QStringLiteral("/versions.xml"); }
+
+    // Checks \a current against the list; the arguments of versionAvailable.
+    QList<QVariant> check(BVersionUpdater& updater, const QString& list, const QString& current)
+    {
+        QSignalSpy available(&updater, &BVersionUpdater::versionAvailable);
+        updater.checkNewVersion(list, current);
+        return available.wait(10000) ? available.takeFirst() : QList<QVariant>();
+    }
+
+    std::unique_ptr<QTemporaryDir> m_tmp;
+    std::unique_ptr<CloudServerFixture> m_cloud;
+    std::unique_ptr<ScriptedHttpServer> m_scripted;
+
+private Q_SLOTS:
+    void initTestCase();
+    void versionList_data();
+    void versionList();
+    void installerDownload_data();
+    void installerDownload();
+    void cancelMidway();
+};
+
+void TestBVersionUpdater::initTestCase()
+{
+    m_tmp = std::make_unique<QTemporaryDir>();
+    QVERIFY(m_tmp->isValid());
+    ApplicationSettings::setTempDataLocation(m_tmp->filePath(QStringLiteral("temp")));
+    CloudServerFixture::Options options = CloudServerFixture::defaultOptions();
+    options.seedFile = QStringLiteral(BACKUP_SEED);
+    m_cloud = std::make_unique<CloudServerFixture>(options);
+    QVERIFY2(m_cloud->start(), qPrintable(m_cloud->errorString()));
+    Trelan::Oku::ZYRService::ZYRServiceUtil::setServerUrl(m_cloud->baseUrl());
+    m_scripted = std::make_unique<ScriptedHttpServer>();
+    QVERIFY(m_scripted->listen());
+}
+
+void TestBVersionUpdater::versionList_data()
+{
+    // The server's list: latest 2.0.1, then 1.9.0 and 1.5.0 (forced).
+    QTest::addColumn<QByteArray>("list"); // empty: the server's own
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QString>("current");
+    QTest::addColumn<QVariantList>("available"); // hasNewVersion, newVersion, forceUpdate
+    const QByteArray cloud;
+    QTest::newRow("a forced release in between") << cloud << 200 << "1.4.9" << QVariantList{ true, "2.0.1", true };
+    QTest::newRow("no forced release in between") << cloud << 200 << "1.5.0" << QVariantList{ true, "2.0.1", false };
+    QTest::newRow("equal") << cloud << 200 << "2.0.1" << QVariantList{ false, "", false };
+    QTest::newRow("fewer parts is older") << cloud << 200 << "2.0" << QVariantList{ true, "2.0.1", false };
+    QTest::newRow("parts compare as numbers") << cloud << 200 << "2.0.10" << QVariantList{ false, "", false };
+    QTest::newRow("latest not newer ends the reading")
+            << QByteArray(R"(<versionList><latest version="1.0" path="a.exe"/><histories>)"
+                          R"(<historyRelease version="3.0" forceUpdate="true"/></histories></versionList>)")
+            << 200 << "2.0" << QVariantList{ false, "", false };
+    QTest::newRow("latest forced, any letter case")
+            << QByteArray(R"(<versionList><latest version="2.1" path="a.exe" forceUpdate="True"/></versionList>)")
+            << 200 << "2.0" << QVariantList{ true, "2.1", true };
+    QTest::newRow("malformed document") << QByteArray(R"(<versionList><latest version="3.0" path="a.exe"/>)") << 200
+                                        << "2.0" << QVariantList{ false, "", false };
+    QTest::newRow("failed query") << QByteArray("<versionList/>") << 500 << "2.0" << QVariantList{ false, "", false };
+}
+
+void TestBVersionUpdater::versionList()
+{
+    QFETCH(QByteArray, list);
+    QFETCH(int, status);
+    QFETCH(QString, current);
+    QFETCH(QVariantList, available);
+    serve(list, status);
+    BVersionUpdater updater;
+    const QString address = list.isEmpty() ? QStringLiteral("/downloads/versions.xml") : scriptedList();
+    QCOMPARE(check(updater, address, current), available);
+    if (!available.first().toBool())
+        QVERIFY(!updater.updateNewVersion());
+}
+
+void TestBVersionUpdater::installerDownload_data()
+{
+    QTest::addColumn<bool>("exeAddress");
+    QTest::addColumn<QString>("fileName");
+    QTest::newRow("address ends with .exe") << true << "zyr-installer.exe";
+    QTest::newRow("address without .exe") << false << "ZYRDesktopSetup-2.0.1.exe";
+}
+
+void TestBVersionUpdater::installerDownload()
+{
+    QFETCH(bool, exeAddress);
+    QFETCH(QString, fileName);
+    // The second list names the server's "latest" alias, a redirect.
+    serve(R"(<versionList><latest version="2.0.1" path=")" + m_cloud->baseUrl().toEncoded()
+          + R"(/downloads/latest" forceUpdate="false"/></versionList>)");
+    BVersionUpdater updater;
+    const QString list = exeAddress ? QStringLiteral("/downloads/versions.xml") : scriptedList();
+    QCOMPARE(check(updater, list, QStringLiteral("1.9.0")).value(0), true);
+    QSignalSpy progress(&updater, &BVersionUpdater::downloadNewVersionProgressUpdated);
+    QSignalSpy finished(updater.findChild<BVersionUpdateManager*>(),
+                        &BVersionUpdateManager::downloadLatestVersionFinished);
+    QVERIFY(updater.updateNewVersion());
+    QVERIFY(finished.wait(30000));
+    QCOMPARE(finished.first().first(), true);
+    QCOMPARE(updater.getInstallFile(), ApplicationSettings::tempDataLocation() + QLatin1Char('/') + fileName);
+    // The seed's installer: 3000000 generated bytes.
+    QVERIFY(TransferTestUtils::readAll(updater.getInstallFile()) == TransferTestUtils::generatedBytes(3000000));
+    // Once per whole percent at most, rising, ending with success at 100.
+    QCOMPARE(progress.last(), QList<QVariant>({ true, 100 }));
+    QVERIFY(progress.size() >= 2 && progress.size() <= 102);
+    for (qsizetype i = 1; i + 1 < progress.size(); ++i)
+        QVERIFY(progress.at(i).at(1).toInt() > progress.at(i - 1).at(1).toInt());
+}
+
+void TestBVersionUpdater::cancelMidway()
+{
+    serve(R"(<versionList><latest version="3.0" path=")" + m_scripted->url().toEncoded()
+          + R"(/setup.exe" forceUpdate="false"/></versionList>)");
+    BVersionUpdater updater;
+    QCOMPARE(check(updater, scriptedList(), QStringLiteral("2.0")).value(0), true);
+    QSignalSpy progress(&updater, &BVersionUpdater::downloadNewVersionProgressUpdated);
+    QSignalSpy finished(updater.findChild<BVersionUpdateManager*>(),
+                        &BVersionUpdateManager::downloadLatestVersionFinished);
+    const int closedBefore = m_scripted->closedConnections();
+    const qsizetype requests = m_scripted->requests().size();
+    QVERIFY(updater.updateNewVersion());
+    QTRY_COMPARE(m_scripted->requests().size(), requests + 1);
+    // A tenth of the body comes at once, then a trickle: Qt reports progress
+    // at most every 100 ms.
+    QVERIFY(QTest::qWaitFor([&] {
+        m_scripted->writeToConnections(QByteArray(1000, 'x'));
+        return !progress.isEmpty();
+    }));
+    QVERIFY(QFileInfo::exists(updater.getInstallFile()));
+    updater.cancelUpdateNewVersion();
+    QTRY_VERIFY(m_scripted->closedConnections() > closedBefore);
+    QCoreApplication::processEvents();
+    QCOMPARE(finished.size(), 0);
+    QCOMPARE(progress.size(), 1);
+    QVERIFY(progress.first().at(1).toInt() >= 10 && progress.first().at(1).toInt() < 100);
+    QVERIFY(!QFileInfo::exists(updater.getInstallFile()));
+}
+
+QTEST_GUILESS_MAIN(TestBVersionUpdater)
+#include "tst_bversionupdater.moc"
