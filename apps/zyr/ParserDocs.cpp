@@ -85,7 +85,8 @@ QString optionItems(const CLI::App* app)
         if (app->get_parent() && option->get_name() == "--help")
             continue; // every command has it; said once in the description
         QString term = names.isEmpty() ? u"\\fI"_s + roff(text(option->get_name())) + u"\\fR"_s : names.join(u", "_s);
-        const std::string value = option->get_option_text().empty() ? option->get_type_name() : option->get_option_text();
+        const std::string value
+                = option->get_option_text().empty() ? option->get_type_name() : option->get_option_text();
         if (!names.isEmpty() && !value.empty())
             term += u" \\fI"_s + roff(text(value)) + u"\\fR"_s;
         page += u".TP\n"_s + term + u'\n' + roff(text(option->get_description())) + u'\n';

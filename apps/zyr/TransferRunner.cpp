@@ -80,7 +80,6 @@ int TransferRunner::adoptQueued()
             ++adopted;
         }
     }
-    restartInterrupted();
     return adopted;
 }
 
@@ -108,19 +107,6 @@ int TransferRunner::failedEarlier() const
             ++count;
     }
     return count;
-}
-
-void TransferRunner::restartInterrupted()
-{
-    // Loading starts interrupted records only as far as slots are free, and
-    // later starts pick waiting ones only.
-    QList<MFileTransferItem*> interrupted;
-    for (MFileTransferItem* item : queue()->getUnfinishedItems()) {
-        if (item->getStatus() == MFileTransferItem::Interrupted)
-            interrupted.append(item);
-    }
-    for (MFileTransferItem* item : std::as_const(interrupted))
-        queue()->retryItem(item);
 }
 
 void TransferRunner::track(MFileTransferItem* item)
@@ -204,7 +190,6 @@ void TransferRunner::rebuildQueue()
     transfers->setUserId(QString(), QString());
     transfers->setAccessToken(token);
     transfers->setUserId(userId, token);
-    restartInterrupted();
 }
 
 TransferRunner::Summary TransferRunner::run()

@@ -47,8 +47,8 @@ public:
     TransferRunner(CloudSession& session, const Console& console);
 
     /// Takes the records the queue loaded (call after the user is known):
-    /// waiting and interrupted ones are run as well; interrupted ones the
-    /// queue did not start are put back to waiting. Returns how many.
+    /// the waiting and interrupted ones are waited for as well. Returns how
+    /// many.
     int adoptQueued();
     /// Puts the failed records back to waiting; returns how many.
     int retryFailed();
@@ -77,7 +77,6 @@ private:
     int outstanding() const;
     void refresh();
     void rebuildQueue();
-    void restartInterrupted();
     static QString displayName(const ZYRModel::MFileTransferItem& item);
 
     CloudSession& m_session;

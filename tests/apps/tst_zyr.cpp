@@ -81,7 +81,7 @@ private:
                 const QString& server);
     Run zyr(const QStringList& args, const QString& home, const QByteArray& input = QByteArray(),
             const QString& server = QString());
-    void signIn(const QString& home);
+    void signIn(const QString& home, const QString& account = QStringLiteral("alice"));
     int queued(const QString& home);
 
     std::unique_ptr<CloudServerFixture> m_cloud;
@@ -142,9 +142,9 @@ Run tst_Zyr::execute(const QString& program, const QStringList& args, const QStr
     return run;
 }
 
-void tst_Zyr::signIn(const QString& home)
+void tst_Zyr::signIn(const QString& home, const QString& account)
 {
-    const Run run = zyr({ u"login"_s, u"alice"_s }, home, "alice-pass\n");
+    const Run run = zyr({ u"login"_s, account }, home, account.toUtf8() + "-pass\n");
     QVERIFY2(run.code == 0, qPrintable(run.err));
 }
 
@@ -320,6 +320,8 @@ void tst_Zyr::badInput_data()
                                   << u"no such file or folder: /Design/no"_s << 0;
     QTest::newRow("refused name") << u"signed in"_s << QStringList{ "mkdir", "/bad..name" } << 1
                                   << u"the server refused to create \"bad..name\""_s << 0;
+    QTest::newRow("privilege not held") << u"bob"_s << QStringList{ "mkdir", "/Design/x" } << 3
+                                        << u"you do not hold the \"create\" privilege on /Design"_s << 0;
     QTest::newRow("server down") << u"down"_s << QStringList{ "ls" } << 4 << u"cannot connect to the server"_s << -1;
     QTest::newRow("server hangs") << u"hang"_s << QStringList{ "--timeout", "1", "ls" } << 4 << u"within 1 s"_s << -1;
     // The queue rebuilds itself once, then gives up; the records stay.
@@ -350,8 +352,8 @@ void tst_Zyr::badInput()
                                            { u"accessToken"_s, u"no-such-token"_s } })
                         .toJson());
     }
-    if (setup.startsWith(u"signed in"_s) || setup.startsWith(u"hang"_s))
-        signIn(home);
+    if (setup.startsWith(u"signed in"_s) || setup.startsWith(u"hang"_s) || setup == u"bob"_s)
+        signIn(home, setup == u"bob"_s ? u"bob"_s : u"alice"_s);
     makeTree(home + u"/tree"_s, 2);
     if (setup == u"hang"_s)
         m_cloud->addFault({ { u"pathPrefix"_s, u"/api/v1/"_s }, { u"hang"_s, true } });
