@@ -152,19 +152,12 @@ void BrowseCommands::thumbnail()
         throw CliError(ExitCode::Failure, u"%1 is a folder; folders have no thumbnail"_s.arg(node->getPath()));
     tree.require(node, u"view"_s);
     CloudSession& session = m_context.session();
-    BTCloudManager* manager = session.manager();
-    int result = -1;
-    QObject scope;
-    QObject::connect(manager, &BTCloudManager::queryFileThumbnailFinished, &scope,
-                     [&result, &node](bool success, MWeakFile file) {
-                         if (file.toStrongRef() == node) {
-                             result = success ? 1 : 0;
-                             EventWait::wake();
-                         }
-                     });
-    if (manager->queryFileThumbnail(tree.workspace()->getId(), node))
-        session.await([&result] { return result != -1; }, u"reading the thumbnail"_s);
-    if (result != 1 || node->getThumbnailData().isEmpty())
+    const bool done = session.request(
+            &BTCloudManager::queryFileThumbnailFinished,
+            [&node](MWeakFile file, const auto&...) { return file.toStrongRef() == node; },
+            [&] { return session.manager()->queryFileThumbnail(tree.workspace()->getId(), node); },
+            u"reading the thumbnail"_s);
+    if (!done || node->getThumbnailData().isEmpty())
         session.fail(u"%1 has no thumbnail"_s.arg(node->getPath()));
 
     const QString out = QString::fromStdString(m_context.args.target);
@@ -188,24 +181,18 @@ void BrowseCommands::viewcode()
         throw CliError(ExitCode::Failure, u"%1 is a folder; only documents have a view code"_s.arg(node->getPath()));
     tree.require(node, u"view"_s);
     CloudSession& session = m_context.session();
-    BTCloudManager* manager = session.manager();
-    int result = -1;
     QString code;
     QString url;
-    QObject scope;
-    QObject::connect(
-            manager, &BTCloudManager::queryViewcodeFinished, &scope,
-            [&](bool success, const QString&, MWeakFile file, const QString& viewcode, const QString& viewUrl) {
-                if (file.toStrongRef() != node)
-                    return;
-                result = success ? 1 : 0;
+    const bool done = session.request(
+            &BTCloudManager::queryViewcodeFinished,
+            [&](const QString&, MWeakFile file, const QString& viewcode, const QString& viewUrl) {
                 code = viewcode;
                 url = viewUrl;
-                EventWait::wake();
-            });
-    if (manager->queryViewCode(tree.workspace()->getId(), node))
-        session.await([&result] { return result != -1; }, u"asking for a view code"_s);
-    if (result != 1)
+                return file.toStrongRef() == node;
+            },
+            [&] { return session.manager()->queryViewCode(tree.workspace()->getId(), node); },
+            u"asking for a view code"_s);
+    if (!done)
         session.fail(u"the server gave no view code for %1"_s.arg(node->getPath()));
     if (m_context.console.json()) {
         m_context.console.printJson(

@@ -93,19 +93,14 @@ Node ChangeCommands::createFolder(const Node& parent, const QString& name)
     // The node the new folder's data goes into; the tree then holds it.
     auto folder = QSharedPointer<MFile>::create();
     folder->setIsFolder(true);
-    int result = -1;
-    QObject scope;
-    QObject::connect(session.manager(), &BTCloudManager::createFolderFinished, &scope,
-                     [&result, &folder](bool success, const QString&, MWeakFile, MWeakFile created) {
-                         if (created.toStrongRef() == folder) {
-                             result = success ? 1 : 0;
-                             EventWait::wake();
-                         }
-                     });
-    if (!session.manager()->createFolder(tree.workspace()->getId(), parent, folder, name))
-        throw CliError(ExitCode::Usage, u"cannot create a folder named \"%1\""_s.arg(name));
-    session.await([&result] { return result != -1; }, u"creating %1"_s.arg(name));
-    if (result != 1)
+    const bool done = session.request(
+            &BTCloudManager::createFolderFinished,
+            [&folder](const QString&, MWeakFile, MWeakFile created, const auto&...) {
+                return created.toStrongRef() == folder;
+            },
+            [&] { return session.manager()->createFolder(tree.workspace()->getId(), parent, folder, name); },
+            u"creating %1"_s.arg(name));
+    if (!done)
         explainRefusal(parent, name, u"create"_s);
     report(u"created %1/"_s.arg(folder->getPath()), RemoteTree::toJson(*folder));
     return folder;
@@ -249,18 +244,12 @@ void ChangeCommands::rename()
                        u"cannot rename %1: %2 exists already"_s.arg(
                                oldPath, RemoteTree::normalise(parent->getPath() + u'/' + newName)));
     CloudSession& session = m_context.session();
-    int result = -1;
-    QObject scope;
-    QObject::connect(session.manager(), &BTCloudManager::renameFileFinished, &scope,
-                     [&result, &node](bool success, const QString&, MWeakFile file) {
-                         if (file.toStrongRef() == node) {
-                             result = success ? 1 : 0;
-                             EventWait::wake();
-                         }
-                     });
-    session.manager()->renameName(tree.workspace()->getId(), node, oldName, newName);
-    session.await([&result] { return result != -1; }, u"renaming"_s);
-    if (result != 1)
+    const bool done = session.request(
+            &BTCloudManager::renameFileFinished,
+            [&node](const QString&, MWeakFile file, const auto&...) { return file.toStrongRef() == node; },
+            [&] { return session.manager()->renameName(tree.workspace()->getId(), node, oldName, newName); },
+            u"renaming"_s);
+    if (!done)
         explainRefusal(parent, newName, u"rename %1 to"_s.arg(oldPath));
     report(u"renamed %1 to %2"_s.arg(oldPath, newName), RemoteTree::toJson(*node));
     publish();
@@ -294,18 +283,10 @@ void ChangeCommands::attrSet()
     const Node node = tree.node(m_context.path());
     tree.require(node, u"update"_s);
     CloudSession& session = m_context.session();
-    int result = -1;
-    QObject scope;
-    QObject::connect(session.manager(), &BTCloudManager::addAttributesFinished, &scope,
-                     [&result, &node](bool success, MWeakFile file) {
-                         if (file.toStrongRef() == node) {
-                             result = success ? 1 : 0;
-                             EventWait::wake();
-                         }
-                     });
-    session.manager()->updateFileAttributes(node, attributes);
-    session.await([&result] { return result != -1; }, u"setting attributes"_s);
-    if (result != 1)
+    if (!session.request(
+                &BTCloudManager::addAttributesFinished,
+                [&node](MWeakFile file, const auto&...) { return file.toStrongRef() == node; },
+                [&] { return session.manager()->updateFileAttributes(node, attributes); }, u"setting attributes"_s))
         session.fail(u"the server refused the attributes of %1"_s.arg(node->getPath()));
     QJsonObject json;
     for (auto it = attributes.cbegin(); it != attributes.cend(); ++it)

@@ -4,6 +4,9 @@
 
 #include "ClientSettings.h"
 #include "CliError.h"
+#include "EventWait.h"
+
+#include <ZYRController/BTCloudManager.h>
 
 #include <QObject>
 #include <QString>
@@ -15,9 +18,6 @@
 
 namespace Trelan::Oku::ZYRModel {
 class MWorkspace;
-}
-namespace Trelan::Oku::ZYRController {
-class BTCloudManager;
 }
 
 namespace Trelan::Oku::ZYRCli {
@@ -72,6 +72,28 @@ public:
 
     /// Waits (EventWait) for \a done, at most operationWaitMs().
     void await(const std::function<bool()>& done, const QString& what) const;
+    /// Calls \a send, which starts an operation of the manager, and waits
+    /// for the manager's \a signal whose first argument is the success: the
+    /// first emission whose other arguments \a accept takes. False when
+    /// \a send started nothing or the operation failed.
+    template <typename Signal, typename Accept>
+    bool request(Signal signal, Accept accept, const std::function<bool()>& send, const QString& what)
+    {
+        int result = -1;
+        QObject scope;
+        connect(m_manager, signal, &scope, [&](bool success, const auto&... rest) {
+            if (accept(rest...)) {
+                result = success ? 1 : 0;
+                EventWait::wake();
+            }
+        });
+        if (!send())
+            return false;
+        await([&result] { return result != -1; }, what);
+        return result == 1;
+    }
+    /// Accepts every emission.
+    static constexpr auto any = [](const auto&...) { return true; };
     /// Ends the command after a failed operation: with ExitCode::Unreachable
     /// when the server does not answer, with ExitCode::NotSignedIn when it
     /// refuses the session, else with \a code and \a message. \a remark is

@@ -107,21 +107,15 @@ void SharingCommands::changeFavorites(bool add)
     const QList<QWeakPointer<MFile>> files = nodes(tree, u"view"_s);
     CloudSession& session = m_context.session();
     BTCloudManager* manager = session.manager();
-    int result = -1;
-    QObject scope;
-    const auto onFinished = [&result](bool success) {
-        result = success ? 1 : 0;
-        EventWait::wake();
-    };
-    if (add) {
-        QObject::connect(manager, &BTCloudManager::addFavoriteFilesFinished, &scope, onFinished);
-        manager->addFavoriteFiles(tree.workspace()->getId(), files);
-    } else {
-        QObject::connect(manager, &BTCloudManager::removeFavoriteFilesFinished, &scope, onFinished);
-        manager->removeFavoriteFiles(tree.workspace()->getId(), files);
-    }
-    session.await([&result] { return result != -1; }, u"changing favourites"_s);
-    if (result != 1)
+    const QString workspaceId = tree.workspace()->getId();
+    const bool done = add
+            ? session.request(
+                    &BTCloudManager::addFavoriteFilesFinished, CloudSession::any,
+                    [&] { return manager->addFavoriteFiles(workspaceId, files); }, u"marking favourites"_s)
+            : session.request(
+                    &BTCloudManager::removeFavoriteFilesFinished, CloudSession::any,
+                    [&] { return manager->removeFavoriteFiles(workspaceId, files); }, u"unmarking favourites"_s);
+    if (!done)
         session.fail(add ? u"the server refused to mark the favourites"_s : u"the server refused to unmark them"_s);
     QJsonArray paths;
     for (const QWeakPointer<MFile>& file : files) {
@@ -138,15 +132,10 @@ void SharingCommands::favList()
 {
     RemoteTree& tree = signedInTree();
     CloudSession& session = m_context.session();
-    int result = -1;
-    QObject scope;
-    QObject::connect(session.manager(), &BTCloudManager::queryFavoriteFilesFinished, &scope, [&result](bool success) {
-        result = success ? 1 : 0;
-        EventWait::wake();
-    });
-    session.manager()->queryFavoriteFiles(tree.workspace()->getId());
-    session.await([&result] { return result != -1; }, u"reading favourites"_s);
-    if (result != 1)
+    if (!session.request(
+                &BTCloudManager::queryFavoriteFilesFinished, CloudSession::any,
+                [&] { return session.manager()->queryFavoriteFiles(tree.workspace()->getId()); },
+                u"reading favourites"_s))
         session.fail(u"cannot read the favourites"_s);
     const QList<QSharedPointer<MFile>>& favorites = tree.workspace()->getFavoriteFiles();
     if (m_context.console.json()) {
@@ -164,15 +153,10 @@ QList<LinkPtr> SharingCommands::links()
 {
     CloudSession& session = m_context.session();
     RemoteTree& tree = m_context.tree();
-    int result = -1;
-    QObject scope;
-    QObject::connect(session.manager(), &BTCloudManager::queryShareLinksFinished, &scope, [&result](bool success) {
-        result = success ? 1 : 0;
-        EventWait::wake();
-    });
-    session.manager()->queryShareLinks(tree.workspace()->getId());
-    session.await([&result] { return result != -1; }, u"reading share links"_s);
-    if (result != 1)
+    if (!session.request(
+                &BTCloudManager::queryShareLinksFinished, CloudSession::any,
+                [&] { return session.manager()->queryShareLinks(tree.workspace()->getId()); },
+                u"reading share links"_s))
         session.fail(u"cannot read the share links"_s);
     return tree.workspace()->getShareLinks();
 }
@@ -218,17 +202,15 @@ void SharingCommands::shareCreate()
 
     CloudSession& session = m_context.session();
     LinkPtr created;
-    int result = -1;
-    QObject scope;
-    QObject::connect(session.manager(), &BTCloudManager::createShareLinkFinished, &scope,
-                     [&](bool success, const QString&, QWeakPointer<MFileShareLink> link) {
-                         result = success ? 1 : 0;
-                         created = link.toStrongRef();
-                         EventWait::wake();
-                     });
-    session.manager()->createShareLink(tree.workspace()->getId(), request);
-    session.await([&result] { return result != -1; }, u"creating a share link"_s);
-    if (result != 1 || !created)
+    const bool done = session.request(
+            &BTCloudManager::createShareLinkFinished,
+            [&created](const QString&, QWeakPointer<MFileShareLink> link) {
+                created = link.toStrongRef();
+                return true;
+            },
+            [&] { return session.manager()->createShareLink(tree.workspace()->getId(), request); },
+            u"creating a share link"_s);
+    if (!done || !created)
         session.fail(u"the server refused the share link"_s);
     printLink(*created, u"Created"_s);
 }
@@ -252,15 +234,12 @@ void SharingCommands::shareUpdate()
         request.setPrivilege(Download, args.download);
 
     CloudSession& session = m_context.session();
-    int result = -1;
-    QObject scope;
-    QObject::connect(session.manager(), &BTCloudManager::updateShareLinkFinished, &scope, [&result](bool success) {
-        result = success ? 1 : 0;
-        EventWait::wake();
-    });
-    session.manager()->updateShareLink(m_context.tree().workspace()->getId(), request, target);
-    session.await([&result] { return result != -1; }, u"updating the share link"_s);
-    if (result != 1)
+    if (!session.request(
+                &BTCloudManager::updateShareLinkFinished, CloudSession::any,
+                [&] {
+                    return session.manager()->updateShareLink(m_context.tree().workspace()->getId(), request, target);
+                },
+                u"updating the share link"_s))
         session.fail(u"the server refused to change the share link %1"_s.arg(target->getId()));
     printLink(*target, u"Updated"_s);
 }
@@ -297,15 +276,10 @@ void SharingCommands::shareRemove()
         ids.append(found->getId());
     }
     CloudSession& session = m_context.session();
-    int result = -1;
-    QObject scope;
-    QObject::connect(session.manager(), &BTCloudManager::removeShareLinksFinished, &scope, [&result](bool success) {
-        result = success ? 1 : 0;
-        EventWait::wake();
-    });
-    session.manager()->removeShareLinks(m_context.tree().workspace()->getId(), targets);
-    session.await([&result] { return result != -1; }, u"removing share links"_s);
-    if (result != 1)
+    if (!session.request(
+                &BTCloudManager::removeShareLinksFinished, CloudSession::any,
+                [&] { return session.manager()->removeShareLinks(m_context.tree().workspace()->getId(), targets); },
+                u"removing share links"_s))
         session.fail(u"the server refused to remove the share links"_s);
     if (m_context.console.json())
         m_context.console.printJson(QJsonObject{ { u"removed"_s, QJsonArray::fromStringList(ids) } });
