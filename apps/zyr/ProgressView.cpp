@@ -74,8 +74,10 @@ QString ProgressView::runningLine(const Running& running, int width)
 {
     const QString figures = u"%1%  %2 / %3"_s.arg(percent(running.bytes, running.size), 3)
                                     .arg(Console::size(running.bytes), 9)
-                                    .arg(Console::size(running.size), -9);
-    const int nameWidth = qMax(10, width - 4 - Console::displayWidth(figures));
+                                    .arg(Console::size(running.size));
+    // "100%  1023 KiB / 1023 KiB": the names end in one column.
+    constexpr int FiguresWidth = 26;
+    const int nameWidth = qMax(10, width - 4 - FiguresWidth);
     const QString name = Console::elide(running.name, nameWidth);
     return u"  "_s + name + QString(nameWidth - Console::displayWidth(name) + 2, u' ') + figures;
 }
