@@ -90,6 +90,8 @@ void Console::printTable(const QList<QStringList>& rows) const
             if (i + 1 < row.size())
                 line += QString(widths[i] - displayWidth(row[i]) + 2, u' ');
         }
+        while (line.endsWith(u' '))
+            line.chop(1);
         print(line);
     }
 }
