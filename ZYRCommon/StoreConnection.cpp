@@ -3,6 +3,7 @@
 #include "StoreConnection_p.h"
 
 #include <QCryptographicHash>
+#include <QDeadlineTimer>
 #include <QDir>
 #include <QFileInfo>
 #include <QSqlError>
@@ -163,7 +164,24 @@ bool StoreConnection::configure(const QSqlDatabase& db, const Schema& schema)
     // WAL keeps the last committed state intact when the application dies
     // mid-write, lets readers run beside the writer, and with
     // synchronous=NORMAL syncs only at checkpoints instead of every commit.
-    const QString mode = pragmaValue(db, QStringLiteral("PRAGMA journal_mode = WAL")).toString();
+    // The switch needs the file to itself for a moment, and SQLite refuses it
+    // at once, without waiting out busy_timeout, while another connection
+    // is opening the same new file. It is made once for good, so a refused
+    // switch is tried again until the file says "wal".
+    QString mode;
+    const QDeadlineTimer deadline(BusyTimeoutMs);
+    for (;;) {
+        QSqlQuery query(db);
+        if (query.exec(QStringLiteral("PRAGMA journal_mode = WAL")) && query.next()) {
+            mode = query.value(0).toString();
+            break;
+        }
+        if (deadline.hasExpired()) {
+            qCWarning(lcStore).noquote() << "PRAGMA journal_mode = WAL failed:" << query.lastError().text();
+            break;
+        }
+        QThread::msleep(JournalRetryMs);
+    }
     if (mode.compare(QLatin1String("wal"), Qt::CaseInsensitive) != 0)
         qCWarning(lcStore) << "journal mode is" << mode << "instead of wal for" << db.databaseName();
     pragmaValue(db, QStringLiteral("PRAGMA synchronous = NORMAL"));

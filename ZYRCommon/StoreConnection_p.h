@@ -23,6 +23,8 @@ class StoreConnection {
 public:
     /// Busy wait of a connection for another writer, in milliseconds.
     static constexpr int BusyTimeoutMs = 15000;
+    /// Pause before trying a refused switch to WAL again, in milliseconds.
+    static constexpr int JournalRetryMs = 5;
 
     struct Schema {
         /// Written to PRAGMA user_version once the statements ran.

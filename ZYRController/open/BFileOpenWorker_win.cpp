@@ -8,11 +8,13 @@
 
 #include <QDir>
 
+// Qt's wrapper of windows.h (without the min and max macros) comes first.
+#include <qt_windows.h>
+
 #include <objbase.h>
 #include <shellapi.h>
 #include <stdio.h>
 #include <string>
-#include <windows.h>
 
 namespace Trelan::Oku::ZYRController {
 
