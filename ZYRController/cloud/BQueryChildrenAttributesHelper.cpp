@@ -63,12 +63,13 @@ void BQueryChildrenAttributesHelper::onQueryAttributesFinished(BReplyHandlerBase
 {
     if (!handler)
         return;
-    AttributesHandler* answer = AttributesHandler::from(handler);
+    auto* answer = static_cast<BQueryAttributesHandler*>(handler);
     const QSharedPointer<MFile> child = answer->child().toStrongRef();
     if (!child)
         return;
     // A failed answer, or one that is not JSON, still counts as an answer.
-    if (answer->isStatusOk() && answer->isAnswerReadable())
+    const auto* state = dynamic_cast<const BCloudHandlerState*>(handler);
+    if (answer->isStatusOk() && (!state || state->isAnswerReadable()))
         child->setAttributes(answer->attributes());
 
     const bool alreadyAnswered = indexOfAnswered(child.data()) >= 0;

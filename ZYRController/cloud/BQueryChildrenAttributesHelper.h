@@ -34,7 +34,8 @@ public:
     /// answers are still coming restarts its count.
     bool queryChildrenAttributes(QWeakPointer<Trelan::Oku::ZYRModel::MFile> folder);
 
-    /// Finished function of its attribute queries.
+    /// Finished function of its attribute queries: \a handler is a
+    /// BQueryAttributesHandler carrying the child it was made for.
     virtual void onQueryAttributesFinished(BReplyHandlerBase* handler);
 
 Q_SIGNALS:

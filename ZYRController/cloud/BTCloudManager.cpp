@@ -31,6 +31,7 @@
 #include <ZYRController/BQueryUserInfoHandler.h>
 #include <ZYRController/BQueryViewcodeHandler.h>
 #include <ZYRController/BQueryWorkspaceLogoHandler.h>
+#include <ZYRController/BPrivilegeBatch_p.h>
 #include <ZYRController/BQueryWorkspaceQuotaHandler.h>
 #include <ZYRController/BRemoveFavoriteFilesHandler.h>
 #include <ZYRController/BRemoveShareLinksHandler.h>
@@ -167,13 +168,18 @@ void BTCloudManagerPrivate::placeChildren(const FilePtr& folder, const QList<Fil
 
 void BTCloudManagerPrivate::queryPrivilegesAndWait(const QList<FilePtr>& files, const QWeakPointer<MFile>& parent)
 {
-    BSyncWorkerManger waiter(timings.syncWaitMs);
-    for (const FilePtr& file : files) {
+    const QPointer<BTCloudManager> guard(q);
+    BPrivilegeBatch batch(files, [this, guard, parent](const FilePtr& file) -> ISyncWorker* {
+        if (!guard)
+            return nullptr; // the manager went while the batch was out
         auto* handler = new BGetFilePrivilegeHandler(callerFor(q, &BTCloudManager::onQueryFilePrivilegeFinished),
                                                      userId(), parent, file);
-        waiter.addWorker(handler->notifier());
         ZYRDocument::GetFilePrivilege(accessToken(), file->getWorkspaceId(), file->getId(), handler);
-    }
+        return handler->notifier();
+    });
+    BSyncWorkerManger waiter(timings.syncWaitMs);
+    waiter.addWorker(batch.done());
+    batch.start();
     waiter.wait();
 }
 

@@ -43,7 +43,8 @@ public:
     /// Puts \a children into \a folder; a child already there by id keeps its
     /// node (and what was loaded below it) and takes the new metadata.
     void placeChildren(const FilePtr& folder, const QList<FilePtr>& children) const;
-    /// Sends one privilege query per file and waits for all of them.
+    /// Sends one privilege query per file (a window of them at a time) and
+    /// waits for all of them.
     void queryPrivilegesAndWait(const QList<FilePtr>& files, const QWeakPointer<ZYRModel::MFile>& parent);
     /// Reads \a folder's own attributes, waiting for them.
     void queryFolderAttributesAndWait(const QString& workspaceId, const FilePtr& folder);
