@@ -12,6 +12,8 @@ packages=(
   libcpp-httplib-dev libsqlite3-dev libssl-dev zlib1g-dev nlohmann-json3-dev
   libcli11-dev libglib2.0-dev shared-mime-info
   curl
+  # The benchmarks: peak memory through /usr/bin/time, seeds and listings through python3.
+  time python3
 )
 # scripts/fuzz.sh: clang's libFuzzer.
 if [ "${1:-}" = "fuzz" ]; then

@@ -339,7 +339,9 @@ void BFileBackupWorker::slotTimeout()
 void BFileBackupWorkerPrivate::start()
 {
     success = false;
-    startedUp = listingFailed = ending = false;
+    startedUp = listingFailed = ending = renameAtEnd = false;
+    displayName.clear();
+    userFolder.clear();
     retryCount = 0;
     timings = BTimings::current();
     if (userId.isEmpty() || accessToken.isEmpty() || backupDir.isEmpty() || workspaceIds.isEmpty()) {

@@ -49,7 +49,8 @@ public:
     /// The local folder of a workspace, instead of the one found or made
     /// below the user folder. Ignored while the thread runs.
     void addWorkspaceSyncPath(const QString& workspaceId, const QString& path);
-    /// Empty for a workspace without a local folder.
+    /// Empty for a workspace without a local folder. The backup thread fills
+    /// and renames these: read them while it does not run.
     QString GetWorkspaceSyncPath(const QString& workspaceId) const;
 
     /// "<id>_<name>": \a id with "%" and "_" written as "%25" and "%5F", so

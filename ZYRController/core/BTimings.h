@@ -11,7 +11,7 @@ namespace Trelan::Oku::ZYRController {
 namespace Defaults {
 /// Longest nested wait of the cloud manager for a batch of replies.
 inline constexpr int SyncWaitMs = 600000;
-/// A transfer or a backup without any reply or progress for this long ends.
+/// A transfer without any reply or progress for this long ends.
 inline constexpr int InactivityTimeoutMs = 300000;
 /// Pause before a failed upload-state query of a transfer is sent again.
 inline constexpr int RetryDelayMs = 30000;
