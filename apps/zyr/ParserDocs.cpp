@@ -117,6 +117,7 @@ QString ParserDocs::bashCompletion(const CLI::App& app)
         QStringList choices = words(command.app);
         if (!command.path.isEmpty())
             choices += globals;
+        choices.removeDuplicates();
         script += u"        \"%1\") words=\"%2\" ;;\n"_s.arg(
                 command.path.isEmpty() ? QString() : u'/' + QString(command.path).replace(u' ', u'/'),
                 choices.join(u' '));
