@@ -14,12 +14,25 @@
 
 namespace Trelan::Oku::ZYRModel::Json {
 
+/// A JSON number as a 64-bit integer, the fraction dropped; false for a number
+/// no qint64 holds (converting it would be undefined behaviour).
+inline bool toInt64(double number, qint64& out)
+{
+    if (!(number > -9223372036854775808.0 && number < 9223372036854775808.0)) // 2^63; false for NaN
+        return false;
+    out = static_cast<qint64>(number);
+    return true;
+}
+
+/// Strings as they are, numbers as integer text (empty when out of range),
+/// booleans as "true" or "false".
 inline QString toString(const QJsonValue& value)
 {
     if (value.isString())
         return value.toString();
+    qint64 number = 0;
     if (value.isDouble())
-        return QString::number(static_cast<qint64>(value.toDouble()));
+        return toInt64(value.toDouble(), number) ? QString::number(number) : QString();
     if (value.isBool())
         return value.toBool() ? QStringLiteral("true") : QStringLiteral("false");
     return QString();
@@ -35,7 +48,8 @@ inline qint64 int64(const QJsonObject& object, const char* key)
     const QJsonValue value = object.value(QLatin1String(key));
     if (value.isString())
         return value.toString().toLongLong();
-    return static_cast<qint64>(value.toDouble());
+    qint64 number = 0;
+    return toInt64(value.toDouble(), number) ? number : 0; // out of range counts as missing
 }
 
 inline bool boolean(const QJsonObject& object, const char* key)

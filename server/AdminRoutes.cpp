@@ -37,10 +37,8 @@ void AdminRoutes::requireLoopback(ApiRequest& request)
     }
 }
 
-void AdminRoutes::addFault(ApiRequest& request)
+FaultInjector::Fault AdminRoutes::readFault(const json& body)
 {
-    requireLoopback(request);
-    const auto body = request.jsonObject();
     FaultInjector::Fault fault;
     fault.method = ApiRequest::optionalString(body, "method").value_or("");
     fault.pathPrefix = ApiRequest::stringMember(body, "pathPrefix");
@@ -53,7 +51,13 @@ void AdminRoutes::addFault(ApiRequest& request)
         || (fault.status != 0 && (fault.status < 100 || fault.status > 599))) {
         throw ApiError::badRequest("fault values out of range");
     }
-    const std::string id = m_context.faults.add(fault);
+    return fault;
+}
+
+void AdminRoutes::addFault(ApiRequest& request)
+{
+    requireLoopback(request);
+    const std::string id = m_context.faults.add(readFault(request.jsonObject()));
     request.sendJson(json{ { "result", "success" }, { "id", id } });
 }
 

@@ -2,6 +2,10 @@
 // SPDX-FileCopyrightText: 2026 The ZYR developers
 #pragma once
 
+#include "FaultInjector.h"
+
+#include <nlohmann/json.hpp>
+
 class ApiRequest;
 class Router;
 struct ServerContext;
@@ -12,6 +16,9 @@ class AdminRoutes {
 public:
     explicit AdminRoutes(ServerContext& context);
     void registerOn(Router& router);
+
+    // The fault a POST /admin/faults body describes; 400 when malformed.
+    static FaultInjector::Fault readFault(const nlohmann::json& body);
 
 private:
     static void requireLoopback(ApiRequest& request);

@@ -3,34 +3,31 @@
 #include "ApiRequest.h"
 
 #include "ApiError.h"
+#include "Decimal.h"
 #include "ObjectJson.h"
 #include "RemotePath.h"
 #include "ServerContext.h"
 
+#include <algorithm>
+#include <memory>
+#include <vector>
+
+#include <unistd.h>
+
 using nlohmann::json;
 
 namespace {
-bool parseDecimal(const std::string& text, std::int64_t& value)
-{
-    std::size_t i = 0;
-    bool negative = false;
-    if (!text.empty() && text[0] == '-') {
-        negative = true;
-        i = 1;
-    }
-    if (i >= text.size() || text.size() - i > 18) {
-        return false;
-    }
-    std::int64_t result = 0;
-    for (; i < text.size(); ++i) {
-        if (text[i] < '0' || text[i] > '9') {
-            return false;
-        }
-        result = result * 10 + (text[i] - '0');
-    }
-    value = negative ? -result : result;
-    return true;
-}
+// A file being sent, shared by the reply's content provider; closed when
+// the reply is done with it.
+struct OpenFile {
+    explicit OpenFile(int descriptor) : fd(descriptor) { }
+    ~OpenFile() { ::close(fd); }
+    OpenFile(const OpenFile&) = delete;
+    OpenFile& operator=(const OpenFile&) = delete;
+
+    int fd;
+    std::vector<char> buffer;
+};
 } // namespace
 
 ApiRequest::ApiRequest(ServerContext& context, const httplib::Request& request, httplib::Response& response,
@@ -64,11 +61,11 @@ std::string ApiRequest::requiredParam(const std::string& name) const
 
 std::int64_t ApiRequest::intParam(const std::string& name) const
 {
-    std::int64_t value = 0;
-    if (!parseDecimal(requiredParam(name), value)) {
+    const auto value = Decimal::parse(requiredParam(name));
+    if (!value) {
         throw ApiError::badRequest("parameter " + name + " is not a decimal integer");
     }
-    return value;
+    return *value;
 }
 
 bool ApiRequest::boolParam(const std::string& name, bool defaultValue) const
@@ -157,7 +154,12 @@ json ApiRequest::jsonObject() const
     if (m_bodyTooLarge) {
         throw ApiError::badRequest("request body over 1 MiB");
     }
-    json value = json::parse(m_body, nullptr, false);
+    return parseJsonObject(m_body);
+}
+
+json ApiRequest::parseJsonObject(const std::string& text)
+{
+    json value = json::parse(text, nullptr, false);
     if (value.is_discarded()) {
         throw ApiError::badRequest("malformed JSON");
     }
@@ -185,9 +187,8 @@ void ApiRequest::discardBody()
     if (!bodyPending()) {
         return;
     }
-    const std::string length = m_request.get_header_value("Content-Length");
-    std::int64_t declared = -1;
-    if (!parseDecimal(length, declared) || declared > MaxDrainBytes) {
+    const auto declared = Decimal::parseUnsigned(m_request.get_header_value("Content-Length"));
+    if (!declared || *declared > MaxDrainBytes) {
         // Not worth reading: answer and close instead.
         m_bodyConsumed = true;
         m_mustClose = true;
@@ -223,9 +224,39 @@ void ApiRequest::sendText(const std::string& text)
     m_response.set_content(text, "text/plain; charset=utf-8");
 }
 
+void ApiRequest::sendFile(int status, int fd, std::int64_t first, std::int64_t length, const std::string& contentType)
+{
+    auto file = std::make_shared<OpenFile>(fd);
+    m_response.status = status;
+    if (length <= 0) {
+        m_response.set_content("", contentType);
+        return;
+    }
+    const ServerContext& context = m_context;
+    m_response.set_content_provider(
+            static_cast<std::size_t>(length), contentType,
+            [file, first, &context](std::size_t offset, std::size_t remaining, httplib::DataSink& sink) {
+                file->buffer.resize(std::min(remaining, FileChunkBytes));
+                const ssize_t n = ::pread(file->fd, file->buffer.data(), file->buffer.size(),
+                                          static_cast<off_t>(first + static_cast<std::int64_t>(offset)));
+                if (n <= 0 || context.stopping) {
+                    return false;
+                }
+                return sink.write(file->buffer.data(), static_cast<std::size_t>(n));
+            });
+}
+
 void ApiRequest::sendError(int status, const std::string& message)
 {
     sendJson(ObjectJson::error(status, message), status);
+    if (status == 401) {
+        // A 401 names the scheme it wants (RFC 9110, 11.6.1); "error" only
+        // when a token came and was refused (RFC 6750, 3).
+        m_response.set_header("WWW-Authenticate",
+                              m_request.has_header("Authorization")
+                                      ? R"(Bearer realm="zyr-cloud", error="invalid_token")"
+                                      : R"(Bearer realm="zyr-cloud")");
+    }
 }
 
 std::string ApiRequest::stringMember(const json& object, const std::string& key)

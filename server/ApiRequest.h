@@ -22,6 +22,7 @@ public:
     // gets the answer on a connection that stays usable; a bigger one makes
     // the server close the connection after answering.
     static constexpr std::int64_t MaxDrainBytes = 16 * 1048576;
+    static constexpr std::size_t FileChunkBytes = 512 * 1024;
 
     // "id=<id>" or "path=<path>", exactly one of the two.
     struct NodeKey {
@@ -66,11 +67,13 @@ public:
     void discardBody();
     bool bodyPending() const { return m_reader && !m_bodyConsumed; }
     bool mustClose() const { return m_mustClose; }
-    void setMustClose() { m_mustClose = true; }
 
     void sendJson(const nlohmann::json& value, int status = 200);
     void sendBytes(const std::string& bytes, const std::string& contentType);
     void sendText(const std::string& text);
+    // `length` bytes of the open file `fd` from `first`, read as the reply
+    // is sent; the reply owns and closes `fd`.
+    void sendFile(int status, int fd, std::int64_t first, std::int64_t length, const std::string& contentType);
     void sendError(int status, const std::string& message);
 
     // Typed members of a JSON object: a missing required member or a
@@ -82,6 +85,8 @@ public:
                                   std::optional<std::int64_t> fallback = {});
     static std::vector<std::string> stringArrayMember(const nlohmann::json& object, const std::string& key);
 
+    // A body's text as a JSON object; 400 when malformed or not an object.
+    static nlohmann::json parseJsonObject(const std::string& text);
     static std::string dump(const nlohmann::json& value);
 
 private:

@@ -53,6 +53,16 @@ std::optional<AuthService::IssuedToken> AuthService::signIn(const std::string& a
 
 std::optional<std::string> AuthService::authenticate(const std::string& authorization)
 {
+    const auto token = bearerToken(authorization);
+    if (!token) {
+        return std::nullopt;
+    }
+    Database::Transaction txn(m_db, false);
+    return m_accounts.userForToken(tokenHash(*token), nowMs());
+}
+
+std::optional<std::string> AuthService::bearerToken(const std::string& authorization)
+{
     static const std::string scheme = "bearer ";
     if (authorization.size() <= scheme.size()) {
         return std::nullopt;
@@ -62,18 +72,15 @@ std::optional<std::string> AuthService::authenticate(const std::string& authoriz
             return std::nullopt;
         }
     }
-    std::string token = authorization.substr(scheme.size());
-    while (!token.empty() && token.front() == ' ') {
-        token.erase(token.begin());
-    }
-    while (!token.empty() && token.back() == ' ') {
-        token.pop_back();
-    }
-    if (token.empty() || token.find(' ') != std::string::npos) {
+    const auto begin = authorization.find_first_not_of(' ', scheme.size());
+    if (begin == std::string::npos) {
         return std::nullopt;
     }
-    Database::Transaction txn(m_db, false);
-    return m_accounts.userForToken(tokenHash(token), nowMs());
+    const std::string token = authorization.substr(begin, authorization.find_last_not_of(' ') + 1 - begin);
+    if (token.find(' ') != std::string::npos) {
+        return std::nullopt;
+    }
+    return token;
 }
 
 std::string AuthService::tokenHash(const std::string& token)

@@ -36,6 +36,9 @@ public:
     // The user named by an "Authorization: Bearer <token>" value, if the
     // token is known and not expired.
     std::optional<std::string> authenticate(const std::string& authorization);
+    // The token of an "Authorization: Bearer <token>" value (the scheme in
+    // any letter case); nullopt for any other form.
+    static std::optional<std::string> bearerToken(const std::string& authorization);
     // Lowercase hex SHA-256 of a token, the form the database keeps.
     static std::string tokenHash(const std::string& token);
 

@@ -4,7 +4,6 @@
 
 #include "ApiError.h"
 #include "ApiRequest.h"
-#include "ConnectionSockets.h"
 #include "Log.h"
 #include "ObjectJson.h"
 #include "WorkerPool.h"
@@ -132,9 +131,10 @@ int CloudServer::bind()
     } else if (m_server.bind_to_port(m_context.options.host, m_context.options.port)) {
         port = m_context.options.port;
     }
-    if (port > 0) {
-        m_context.port = port;
+    if (port <= 0 || !m_server.raiseListenBacklog()) {
+        return -1;
     }
+    m_context.port = port;
     return port;
 }
 
@@ -147,6 +147,7 @@ bool CloudServer::run()
 
 void CloudServer::stop()
 {
+    m_context.stopping = true;
     m_context.faults.shutdown();
     // cpp-httplib's stop() does nothing before the accept loop runs, and
     // must not be called twice; a stop request that comes right after
@@ -157,5 +158,4 @@ void CloudServer::stop()
     if (!m_stopCalled.exchange(true) && !m_runReturned) {
         m_server.stop();
     }
-    ConnectionSockets::abortAll();
 }

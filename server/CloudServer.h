@@ -6,14 +6,13 @@
 #include "AdminRoutes.h"
 #include "DocumentChangeRoutes.h"
 #include "DocumentQueryRoutes.h"
+#include "HttpServer.h"
 #include "Router.h"
 #include "ServerContext.h"
 #include "ShareRoutes.h"
 #include "TransferRoutes.h"
 #include "VersionRoutes.h"
 #include "WorkspaceRoutes.h"
-
-#include <httplib.h>
 
 #include <atomic>
 
@@ -24,7 +23,9 @@ public:
     static constexpr std::size_t MinWorkerThreads = 16;
     static constexpr std::size_t MaxWorkerThreads = 512;
     static constexpr std::size_t KeepAliveMaxRequests = 100000;
-    static constexpr time_t KeepAliveTimeoutSeconds = 30;
+    // cpp-httplib 0.11 lets an idle keep-alive connection wait out this
+    // timeout even when the server stops, so it bounds how long a stop takes.
+    static constexpr time_t KeepAliveTimeoutSeconds = 2;
     static constexpr time_t ReadTimeoutSeconds = 30;
     static constexpr time_t WriteTimeoutSeconds = 60;
     static constexpr int StartPollMs = 5;
@@ -35,15 +36,15 @@ public:
     int bind();
     // Serves until stop(); false when the listening socket failed.
     bool run();
-    // Callable from any thread: stops accepting, releases held requests
-    // and ends open connections.
+    // Callable from any thread: stops accepting, releases held requests and
+    // ends transfers in progress (an upload keeps its bytes for a resume).
     void stop();
 
 private:
     void configure();
 
     ServerContext m_context;
-    httplib::Server m_server;
+    HttpServer m_server;
     Router m_router;
     AccountRoutes m_accountRoutes;
     WorkspaceRoutes m_workspaceRoutes;

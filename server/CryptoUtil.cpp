@@ -6,6 +6,8 @@
 #include <openssl/evp.h>
 #include <openssl/rand.h>
 
+#include <algorithm>
+#include <limits>
 #include <stdexcept>
 #include <vector>
 
@@ -17,25 +19,6 @@ void fillRandom(unsigned char* buffer, std::size_t length)
     }
 }
 
-int base64Value(char c)
-{
-    if (c >= 'A' && c <= 'Z') {
-        return c - 'A';
-    }
-    if (c >= 'a' && c <= 'z') {
-        return c - 'a' + 26;
-    }
-    if (c >= '0' && c <= '9') {
-        return c - '0' + 52;
-    }
-    if (c == '+') {
-        return 62;
-    }
-    if (c == '/') {
-        return 63;
-    }
-    return -1;
-}
 } // namespace
 
 std::string CryptoUtil::randomHex(std::size_t byteCount)
@@ -102,39 +85,20 @@ bool CryptoUtil::constantTimeEquals(const std::string& a, const std::string& b)
 
 std::optional<std::string> CryptoUtil::base64Decode(const std::string& text)
 {
-    if (text.size() % 4 != 0) {
+    // EVP_DecodeBlock decodes "=" like "A" and skips surrounding white
+    // space, so the padding is checked here: one or two "=" at the very end.
+    const std::size_t padding = text.size() - std::min(text.size(), text.find_last_not_of('=') + 1);
+    if (text.size() % 4 != 0 || padding > 2 || text.find('=') < text.size() - padding
+        || text.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
         return std::nullopt;
     }
-    std::string out;
-    out.reserve(text.size() / 4 * 3);
-    for (std::size_t i = 0; i < text.size(); i += 4) {
-        const bool last = i + 4 == text.size();
-        int v[4];
-        int padding = 0;
-        for (int k = 0; k < 4; ++k) {
-            const char c = text[i + static_cast<std::size_t>(k)];
-            if (c == '=' && last && k >= 2) {
-                v[k] = 0;
-                ++padding;
-                continue;
-            }
-            if (padding > 0) {
-                return std::nullopt; // data after padding
-            }
-            v[k] = base64Value(c);
-            if (v[k] < 0) {
-                return std::nullopt;
-            }
-        }
-        const unsigned triple
-                = (unsigned(v[0]) << 18) | (unsigned(v[1]) << 12) | (unsigned(v[2]) << 6) | unsigned(v[3]);
-        out.push_back(static_cast<char>((triple >> 16) & 0xff));
-        if (padding < 2) {
-            out.push_back(static_cast<char>((triple >> 8) & 0xff));
-        }
-        if (padding < 1) {
-            out.push_back(static_cast<char>(triple & 0xff));
-        }
+    std::string out(text.size() / 4 * 3, '\0');
+    const int length
+            = EVP_DecodeBlock(reinterpret_cast<unsigned char*>(out.data()),
+                              reinterpret_cast<const unsigned char*>(text.data()), static_cast<int>(text.size()));
+    if (length < 0 || static_cast<std::size_t>(length) != out.size()) {
+        return std::nullopt;
     }
+    out.resize(out.size() - padding);
     return out;
 }

@@ -18,6 +18,7 @@ public:
     // PBKDF2-HMAC-SHA256, 32 bytes of output as lowercase hex.
     static std::string pbkdf2Hex(const std::string& password, const std::string& salt, int iterations);
     static bool constantTimeEquals(const std::string& a, const std::string& b);
-    // Standard base64 with padding; nullopt on any malformed input.
+    // Standard base64 with padding (OpenSSL decodes); nullopt on any
+    // malformed input.
     static std::optional<std::string> base64Decode(const std::string& text);
 };

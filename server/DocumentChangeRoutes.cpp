@@ -12,8 +12,6 @@
 #include "ServerContext.h"
 #include "WorkspaceAccess.h"
 
-#include <map>
-
 using nlohmann::json;
 
 namespace {
@@ -158,6 +156,25 @@ void DocumentChangeRoutes::rename(ApiRequest& request)
     request.sendJson(ObjectJson::envelope(ObjectJson::file(node, path)));
 }
 
+std::map<std::string, std::string> DocumentChangeRoutes::readAttributes(const json& body)
+{
+    auto it = body.find("attributes");
+    if (it == body.end() || !it->is_object()) {
+        throw ApiError::badRequest("attributes must be an object");
+    }
+    std::map<std::string, std::string> pairs;
+    for (auto entry = it->begin(); entry != it->end(); ++entry) {
+        if (entry.key().empty()) {
+            throw ApiError::badRequest("attribute keys must not be empty");
+        }
+        if (!entry.value().is_string()) {
+            throw ApiError::badRequest("attribute values must be strings");
+        }
+        pairs[entry.key()] = entry.value().get<std::string>();
+    }
+    return pairs;
+}
+
 void DocumentChangeRoutes::addAttributes(ApiRequest& request)
 {
     const std::string userId = request.requireUser();
@@ -175,20 +192,7 @@ void DocumentChangeRoutes::addAttributes(ApiRequest& request)
         }
         segments = *split;
     }
-    auto it = body.find("attributes");
-    if (it == body.end() || !it->is_object()) {
-        throw ApiError::badRequest("attributes must be an object");
-    }
-    std::map<std::string, std::string> pairs;
-    for (auto entry = it->begin(); entry != it->end(); ++entry) {
-        if (entry.key().empty()) {
-            throw ApiError::badRequest("attribute keys must not be empty");
-        }
-        if (!entry.value().is_string()) {
-            throw ApiError::badRequest("attribute values must be strings");
-        }
-        pairs[entry.key()] = entry.value().get<std::string>();
-    }
+    const auto pairs = readAttributes(body);
 
     Database::Transaction txn(m_context.db, true);
     const auto access = WorkspaceAccess::require(m_context, request.match(1), userId, Privilege::Update);

@@ -2,6 +2,11 @@
 // SPDX-FileCopyrightText: 2026 The ZYR developers
 #pragma once
 
+#include <nlohmann/json.hpp>
+
+#include <map>
+#include <string>
+
 class ApiRequest;
 class Router;
 struct ServerContext;
@@ -12,6 +17,10 @@ class DocumentChangeRoutes {
 public:
     explicit DocumentChangeRoutes(ServerContext& context);
     void registerOn(Router& router);
+
+    // The "attributes" member of an attribute body: string values under
+    // non-empty keys; 400 otherwise.
+    static std::map<std::string, std::string> readAttributes(const nlohmann::json& body);
 
 private:
     void createFolder(ApiRequest& request);

@@ -59,19 +59,11 @@ void FaultInjector::delay(std::int64_t ms)
     m_changed.wait_for(lock, std::chrono::milliseconds(ms), [this] { return m_stopping; });
 }
 
-void FaultInjector::hold(const std::function<bool()>& clientGone)
+void FaultInjector::hold()
 {
     std::unique_lock<std::mutex> lock(m_mutex);
     const std::uint64_t generation = m_generation;
-    while (!m_stopping && m_generation == generation) {
-        m_changed.wait_for(lock, std::chrono::milliseconds(HoldPollMs));
-        lock.unlock();
-        const bool gone = clientGone();
-        lock.lock();
-        if (gone) {
-            break;
-        }
-    }
+    m_changed.wait(lock, [&] { return m_stopping || m_generation != generation; });
 }
 
 void FaultInjector::shutdown()

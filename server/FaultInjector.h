@@ -4,7 +4,6 @@
 
 #include <condition_variable>
 #include <cstdint>
-#include <functional>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -44,15 +43,13 @@ public:
 
     // Waits `ms`, or less when the server stops.
     void delay(std::int64_t ms);
-    // Holds the calling request until the faults are cleared, the server
-    // stops or `clientGone` (polled) says the client has left.
-    void hold(const std::function<bool()>& clientGone);
+    // Holds the calling request until the faults are cleared or the server
+    // stops.
+    void hold();
     // Releases everything for good; called when the server stops.
     void shutdown();
 
 private:
-    static constexpr int HoldPollMs = 50;
-
     mutable std::mutex m_mutex;
     std::condition_variable m_changed;
     std::vector<Fault> m_faults;

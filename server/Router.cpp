@@ -3,7 +3,6 @@
 #include "Router.h"
 
 #include "ApiError.h"
-#include "ConnectionSockets.h"
 #include "Database.h"
 #include "Log.h"
 #include "ServerContext.h"
@@ -69,13 +68,13 @@ void Router::dispatch(const httplib::Request& request, httplib::Response& respon
     ApiRequest api(m_context, request, response, reader);
     std::int64_t cutAfterBytes = -1;
     try {
-        if (options.faults && applyFault(api, cutAfterBytes)) {
-            return;
+        const bool answeredByFault = options.faults && applyFault(api, cutAfterBytes);
+        if (!answeredByFault) {
+            if (options.body == Body::Json) {
+                api.readBody();
+            }
+            handler(api);
         }
-        if (options.body == Body::Json) {
-            api.readBody();
-        }
-        handler(api);
     } catch (const ApiError& e) {
         response = httplib::Response();
         api.sendError(e.status(), e.what());
@@ -107,25 +106,15 @@ bool Router::applyFault(ApiRequest& api, std::int64_t& cutAfterBytes)
         m_context.faults.delay(action.delayMs);
     }
     if (action.hang) {
-        const int fd = ConnectionSockets::find(request.remote_addr, request.remote_port, request.local_port);
-        m_context.faults.hold([fd] { return fd < 0 || ConnectionSockets::peerClosed(fd); });
-        if (fd >= 0) {
-            // Ending the connection here means whatever the server writes
-            // next goes nowhere: the client never gets an answer.
-            ConnectionSockets::abort(fd);
-        } else {
-            Log::error("held request: connection not found, closing after an answer");
-            api.setMustClose();
-        }
+        // What normally ends a held request is the client's own time-out;
+        // the server cannot see the client leave, so the request keeps its
+        // thread until the faults are cleared or the server stops.
+        m_context.faults.hold();
         api.sendError(503, "held request released");
         return true;
     }
     if (action.status > 0) {
         api.sendError(action.status, "injected fault");
-        api.discardBody();
-        if (api.mustClose()) {
-            closeAfterResponse(api.response());
-        }
         return true;
     }
     cutAfterBytes = action.cutAfterBytes;

@@ -198,7 +198,62 @@ Content readContent(const json& object, const std::string& where)
     return content;
 }
 
-SeedNode readNode(const json& value, const std::string& where, std::int64_t now, std::set<std::string>& ids)
+// Deeper trees are refused: the readers below recurse once per level.
+constexpr std::size_t MaxTreeDepth = 256;
+
+std::vector<SeedNode> readNodes(const json& nodes, const std::string& where, std::int64_t now,
+                                std::set<std::string>& ids, std::size_t depth);
+
+std::map<std::string, std::string> readAttributes(const json& value, const std::string& where)
+{
+    std::map<std::string, std::string> attributes;
+    const json* object = member(value, "attributes", where, false);
+    if (!object) {
+        return attributes;
+    }
+    if (!object->is_object()) {
+        fail(where + ".attributes", "must be an object");
+    }
+    for (auto it = object->begin(); it != object->end(); ++it) {
+        if (!it.value().is_string()) {
+            fail(where + ".attributes." + it.key(), "must be a string");
+        }
+        if (it.key().empty()) {
+            fail(where + ".attributes", "keys must not be empty");
+        }
+        attributes[it.key()] = it.value().get<std::string>();
+    }
+    return attributes;
+}
+
+void readFolderPart(const json& value, const std::string& where, std::int64_t now, std::set<std::string>& ids,
+                    std::size_t depth, SeedNode& node)
+{
+    for (const char* fileOnly : { "content", "contentBase64", "size", "revision", "thumbnail" }) {
+        if (member(value, fileOnly, where, false)) {
+            fail(where, std::string("a folder cannot have \"") + fileOnly + "\"");
+        }
+    }
+    node.children = readNodes(arrayAt(value, "children", where, false), where + ".children", now, ids, depth + 1);
+}
+
+void readFilePart(const json& value, const std::string& where, SeedNode& node)
+{
+    if (member(value, "children", where, false)) {
+        fail(where, "a file cannot have \"children\"");
+    }
+    node.content = readContent(value, where);
+    node.revision = intAt(value, "revision", where, false).value_or(1);
+    if (node.revision < 1) {
+        fail(where + ".revision", "must be at least 1");
+    }
+    if (auto thumbnail = stringAt(value, "thumbnail", where, false)) {
+        node.thumbnail = decodeBase64(*thumbnail, where + ".thumbnail");
+    }
+}
+
+SeedNode readNode(const json& value, const std::string& where, std::int64_t now, std::set<std::string>& ids,
+                  std::size_t depth)
 {
     requireObject(value, where);
     SeedNode node;
@@ -220,69 +275,37 @@ SeedNode readNode(const json& value, const std::string& where, std::int64_t now,
     }
     node.createTime = intAt(value, "createTime", where, false).value_or(now);
     node.updateTime = intAt(value, "updateTime", where, false).value_or(node.createTime);
-
-    if (const json* attributes = member(value, "attributes", where, false)) {
-        if (!attributes->is_object()) {
-            fail(where + ".attributes", "must be an object");
-        }
-        for (auto it = attributes->begin(); it != attributes->end(); ++it) {
-            if (!it.value().is_string()) {
-                fail(where + ".attributes." + it.key(), "must be a string");
-            }
-            if (it.key().empty()) {
-                fail(where + ".attributes", "keys must not be empty");
-            }
-            node.attributes[it.key()] = it.value().get<std::string>();
-        }
-    }
-
+    node.attributes = readAttributes(value, where);
     if (node.isFolder) {
-        for (const char* fileOnly : { "content", "contentBase64", "size", "revision", "thumbnail" }) {
-            if (member(value, fileOnly, where, false)) {
-                fail(where, std::string("a folder cannot have \"") + fileOnly + "\"");
-            }
-        }
-        std::set<std::string> names;
-        const json& children = arrayAt(value, "children", where, false);
-        for (std::size_t i = 0; i < children.size(); ++i) {
-            const std::string childWhere = where + ".children[" + std::to_string(i) + "]";
-            node.children.push_back(readNode(children[i], childWhere, now, ids));
-            if (!names.insert(node.children.back().name).second) {
-                fail(childWhere + ".name", "duplicate name \"" + node.children.back().name + "\"");
-            }
-        }
+        readFolderPart(value, where, now, ids, depth, node);
     } else {
-        if (member(value, "children", where, false)) {
-            fail(where, "a file cannot have \"children\"");
-        }
-        node.content = readContent(value, where);
-        node.revision = intAt(value, "revision", where, false).value_or(1);
-        if (node.revision < 1) {
-            fail(where + ".revision", "must be at least 1");
-        }
-        if (auto thumbnail = stringAt(value, "thumbnail", where, false)) {
-            node.thumbnail = decodeBase64(*thumbnail, where + ".thumbnail");
-        }
+        readFilePart(value, where, node);
     }
     return node;
 }
 
-Seed parseSeed(const std::string& path)
+// The nodes of one folder (or of a workspace's root): names unique.
+std::vector<SeedNode> readNodes(const json& nodes, const std::string& where, std::int64_t now,
+                                std::set<std::string>& ids, std::size_t depth)
 {
-    std::ifstream in(path, std::ios::binary);
-    if (!in) {
-        throw SeedError("cannot read seed file " + path + ": " + std::strerror(errno));
+    if (depth > MaxTreeDepth) {
+        fail(where, "folders nested deeper than " + std::to_string(MaxTreeDepth) + " levels");
     }
-    std::stringstream text;
-    text << in.rdbuf();
-    const json root = json::parse(text.str(), nullptr, false);
-    if (root.is_discarded()) {
-        throw SeedError("seed file " + path + " is not valid JSON");
+    std::vector<SeedNode> result;
+    std::set<std::string> names;
+    for (std::size_t i = 0; i < nodes.size(); ++i) {
+        const std::string nodeWhere = where + "[" + std::to_string(i) + "]";
+        result.push_back(readNode(nodes[i], nodeWhere, now, ids, depth));
+        if (!names.insert(result.back().name).second) {
+            fail(nodeWhere + ".name", "duplicate name \"" + result.back().name + "\"");
+        }
     }
-    requireObject(root, "seed");
-    const std::int64_t now = nowMs();
-    Seed seed;
+    return result;
+}
 
+// Returns the user ids, which the workspaces' members refer to.
+std::set<std::string> readUsers(const json& root, Seed& seed)
+{
     std::set<std::string> userIds;
     std::set<std::string> accounts;
     const json& users = arrayAt(root, "users", "seed", true);
@@ -310,7 +333,75 @@ Seed parseSeed(const std::string& path)
         user.record.avatarType = stringAt(users[i], "avatarContentType", where, false).value_or("image/png");
         seed.users.push_back(std::move(user));
     }
+    return userIds;
+}
 
+MemberRecord readMember(const json& value, const std::string& where, const std::string& workspaceId,
+                        const std::set<std::string>& userIds)
+{
+    requireObject(value, where);
+    MemberRecord record;
+    record.workspaceId = workspaceId;
+    record.userId = *stringAt(value, "userId", where, true);
+    if (!userIds.count(record.userId)) {
+        fail(where + ".userId", "unknown user \"" + record.userId + "\"");
+    }
+    record.role = *stringAt(value, "role", where, true);
+    if (record.role != "CREATOR" && record.role != "ADMIN" && record.role != "MEMBER") {
+        fail(where + ".role", "must be CREATOR, ADMIN or MEMBER");
+    }
+    record.maxPrivilege = intAt(value, "maxPrivilegeValue", where, record.role == "MEMBER").value_or(0);
+    if (record.maxPrivilege < 0) {
+        fail(where + ".maxPrivilegeValue", "must not be negative");
+    }
+    return record;
+}
+
+std::vector<MemberRecord> readMembers(const json& workspace, const std::string& where, const std::string& workspaceId,
+                                      const std::set<std::string>& userIds)
+{
+    std::vector<MemberRecord> members;
+    std::set<std::string> memberIds;
+    int creators = 0;
+    const json& values = arrayAt(workspace, "members", where, true);
+    for (std::size_t m = 0; m < values.size(); ++m) {
+        const std::string memberWhere = where + ".members[" + std::to_string(m) + "]";
+        members.push_back(readMember(values[m], memberWhere, workspaceId, userIds));
+        if (!memberIds.insert(members.back().userId).second) {
+            fail(memberWhere + ".userId", "user \"" + members.back().userId + "\" is listed twice");
+        }
+        creators += members.back().role == "CREATOR" ? 1 : 0;
+    }
+    if (creators != 1) {
+        fail(where + ".members", "needs exactly one CREATOR");
+    }
+    return members;
+}
+
+// The workspace's own fields and its logo.
+void readWorkspaceHead(const json& value, const std::string& where, std::int64_t now, SeedWorkspace& ws)
+{
+    WorkspaceRecord& record = ws.record;
+    record.id = *stringAt(value, "id", where, true);
+    checkId(record.id, where + ".id");
+    record.name = *stringAt(value, "name", where, true);
+    record.isDefault = boolAt(value, "isDefault", where, false);
+    record.rootId = stringAt(value, "rootId", where, false).value_or(record.id + "-root");
+    checkId(record.rootId, where + ".rootId");
+    record.createTime = intAt(value, "createTime", where, false).value_or(now);
+    record.quotaBytes = intAt(value, "quotaBytes", where, false).value_or(DefaultQuotaBytes);
+    if (record.quotaBytes < 0) {
+        fail(where + ".quotaBytes", "must not be negative");
+    }
+    if (auto logo = stringAt(value, "logo", where, false)) {
+        ws.logo = decodeBase64(*logo, where + ".logo");
+        record.hasLogo = true;
+    }
+    record.logoType = stringAt(value, "logoContentType", where, false).value_or("image/png");
+}
+
+void readWorkspaces(const json& root, const std::set<std::string>& userIds, std::int64_t now, Seed& seed)
+{
     std::set<std::string> workspaceIds;
     const json& workspaces = arrayAt(root, "workspaces", "seed", true);
     for (std::size_t i = 0; i < workspaces.size(); ++i) {
@@ -318,73 +409,23 @@ Seed parseSeed(const std::string& path)
         const json& value = workspaces[i];
         requireObject(value, where);
         SeedWorkspace ws;
-        ws.record.id = *stringAt(value, "id", where, true);
-        checkId(ws.record.id, where + ".id");
+        readWorkspaceHead(value, where, now, ws);
         if (!workspaceIds.insert(ws.record.id).second) {
             fail(where + ".id", "duplicate workspace id \"" + ws.record.id + "\"");
         }
-        ws.record.name = *stringAt(value, "name", where, true);
-        ws.record.isDefault = boolAt(value, "isDefault", where, false);
-        ws.record.rootId = stringAt(value, "rootId", where, false).value_or(ws.record.id + "-root");
-        checkId(ws.record.rootId, where + ".rootId");
         if (!seed.nodeIds.insert(ws.record.rootId).second) {
             fail(where + ".rootId", "duplicate id \"" + ws.record.rootId + "\"");
         }
-        ws.record.createTime = intAt(value, "createTime", where, false).value_or(now);
-        ws.record.quotaBytes = intAt(value, "quotaBytes", where, false).value_or(DefaultQuotaBytes);
-        if (ws.record.quotaBytes < 0) {
-            fail(where + ".quotaBytes", "must not be negative");
-        }
-        if (auto logo = stringAt(value, "logo", where, false)) {
-            ws.logo = decodeBase64(*logo, where + ".logo");
-            ws.record.hasLogo = true;
-        }
-        ws.record.logoType = stringAt(value, "logoContentType", where, false).value_or("image/png");
-
-        std::set<std::string> memberIds;
-        int creators = 0;
-        const json& members = arrayAt(value, "members", where, true);
-        for (std::size_t m = 0; m < members.size(); ++m) {
-            const std::string memberWhere = where + ".members[" + std::to_string(m) + "]";
-            requireObject(members[m], memberWhere);
-            MemberRecord record;
-            record.workspaceId = ws.record.id;
-            record.userId = *stringAt(members[m], "userId", memberWhere, true);
-            if (!userIds.count(record.userId)) {
-                fail(memberWhere + ".userId", "unknown user \"" + record.userId + "\"");
-            }
-            if (!memberIds.insert(record.userId).second) {
-                fail(memberWhere + ".userId", "user \"" + record.userId + "\" is listed twice");
-            }
-            record.role = *stringAt(members[m], "role", memberWhere, true);
-            if (record.role != "CREATOR" && record.role != "ADMIN" && record.role != "MEMBER") {
-                fail(memberWhere + ".role", "must be CREATOR, ADMIN or MEMBER");
-            }
-            creators += record.role == "CREATOR" ? 1 : 0;
-            auto value = intAt(members[m], "maxPrivilegeValue", memberWhere, record.role == "MEMBER");
-            record.maxPrivilege = value.value_or(0);
-            if (record.maxPrivilege < 0) {
-                fail(memberWhere + ".maxPrivilegeValue", "must not be negative");
-            }
-            ws.members.push_back(record);
-        }
-        if (creators != 1) {
-            fail(where + ".members", "needs exactly one CREATOR");
-        }
-
-        std::set<std::string> names;
-        const json& tree = arrayAt(value, "tree", where, false);
-        for (std::size_t n = 0; n < tree.size(); ++n) {
-            const std::string nodeWhere = where + ".tree[" + std::to_string(n) + "]";
-            ws.tree.push_back(readNode(tree[n], nodeWhere, now, seed.nodeIds));
-            if (!names.insert(ws.tree.back().name).second) {
-                fail(nodeWhere + ".name", "duplicate name \"" + ws.tree.back().name + "\"");
-            }
-        }
+        ws.members = readMembers(value, where, ws.record.id, userIds);
+        ws.tree = readNodes(arrayAt(value, "tree", where, false), where + ".tree", now, seed.nodeIds, 0);
         seed.workspaces.push_back(std::move(ws));
     }
+}
 
-    std::set<std::string> installerNames;
+// Returns the installer names, which the version list refers to.
+std::set<std::string> readInstallers(const json& root, Seed& seed)
+{
+    std::set<std::string> names;
     const json& installers = arrayAt(root, "installers", "seed", false);
     for (std::size_t i = 0; i < installers.size(); ++i) {
         const std::string where = "installers[" + std::to_string(i) + "]";
@@ -394,39 +435,72 @@ Seed parseSeed(const std::string& path)
         if (!RemotePath::isValidName(installer.name)) {
             fail(where + ".name", "\"" + installer.name + "\" is not a valid name");
         }
-        if (!installerNames.insert(installer.name).second) {
+        if (!names.insert(installer.name).second) {
             fail(where + ".name", "duplicate installer \"" + installer.name + "\"");
         }
         installer.content = readContent(installers[i], where);
         seed.installers.push_back(std::move(installer));
     }
+    return names;
+}
 
-    if (const json* versions = member(root, "versions", "seed", false)) {
-        requireObject(*versions, "versions");
-        const json* latest = member(*versions, "latest", "versions", true);
-        requireObject(*latest, "versions.latest");
-        json normal;
-        normal["latest"] = {
-            { "version", *stringAt(*latest, "version", "versions.latest", true) },
-            { "installer", *stringAt(*latest, "installer", "versions.latest", true) },
-            { "forceUpdate", boolAt(*latest, "forceUpdate", "versions.latest", false) },
-        };
-        if (!installerNames.count(normal["latest"]["installer"].get<std::string>())) {
-            fail("versions.latest.installer", "names no entry of \"installers\"");
-        }
-        normal["histories"] = json::array();
-        const json& histories = arrayAt(*versions, "histories", "versions", false);
-        for (std::size_t i = 0; i < histories.size(); ++i) {
-            const std::string where = "versions.histories[" + std::to_string(i) + "]";
-            requireObject(histories[i], where);
-            normal["histories"].push_back({
-                    { "version", *stringAt(histories[i], "version", where, true) },
-                    { "forceUpdate", boolAt(histories[i], "forceUpdate", where, false) },
-            });
-        }
-        seed.versionsJson = normal.dump();
+// The version list in the normal form the version routes read; "" when the
+// seed has none.
+std::string readVersions(const json& root, const std::set<std::string>& installerNames)
+{
+    const json* versions = member(root, "versions", "seed", false);
+    if (!versions) {
+        return std::string();
     }
+    requireObject(*versions, "versions");
+    const json* latest = member(*versions, "latest", "versions", true);
+    requireObject(*latest, "versions.latest");
+    json normal;
+    normal["latest"] = {
+        { "version", *stringAt(*latest, "version", "versions.latest", true) },
+        { "installer", *stringAt(*latest, "installer", "versions.latest", true) },
+        { "forceUpdate", boolAt(*latest, "forceUpdate", "versions.latest", false) },
+    };
+    if (!installerNames.count(normal["latest"]["installer"].get<std::string>())) {
+        fail("versions.latest.installer", "names no entry of \"installers\"");
+    }
+    normal["histories"] = json::array();
+    const json& histories = arrayAt(*versions, "histories", "versions", false);
+    for (std::size_t i = 0; i < histories.size(); ++i) {
+        const std::string where = "versions.histories[" + std::to_string(i) + "]";
+        requireObject(histories[i], where);
+        normal["histories"].push_back({
+                { "version", *stringAt(histories[i], "version", where, true) },
+                { "forceUpdate", boolAt(histories[i], "forceUpdate", where, false) },
+        });
+    }
+    return normal.dump();
+}
+
+Seed parseSeed(const std::string& text)
+{
+    const json root = json::parse(text, nullptr, false);
+    if (root.is_discarded()) {
+        throw SeedError("the seed is not valid JSON");
+    }
+    requireObject(root, "seed");
+    const std::int64_t now = nowMs();
+    Seed seed;
+    const std::set<std::string> userIds = readUsers(root, seed);
+    readWorkspaces(root, userIds, now, seed);
+    seed.versionsJson = readVersions(root, readInstallers(root, seed));
     return seed;
+}
+
+std::string readSeedFile(const std::string& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    if (!in) {
+        throw SeedError("cannot read seed file " + path + ": " + std::strerror(errno));
+    }
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
 }
 
 void storeContent(BlobStore& blobs, const Content& content, std::string& digest, std::int64_t& size)
@@ -489,13 +563,10 @@ void insertTree(NodeStore& store, const std::set<std::string>& seedIds, const st
         }
     }
 }
-} // namespace
-
-void SeedLoader::load(const std::string& seedPath, Database& db, BlobStore& blobs)
+// The slow work, before the transaction: contents into the blob store,
+// password hashes.
+void prepareSeed(Seed& seed, BlobStore& blobs)
 {
-    Seed seed = parseSeed(seedPath);
-
-    // Slow work first, outside the transaction.
     for (auto& ws : seed.workspaces) {
         storeTreeContent(blobs, ws.tree);
     }
@@ -508,7 +579,29 @@ void SeedLoader::load(const std::string& seedPath, Database& db, BlobStore& blob
         user.record.passwordHash = hash.hash;
         user.record.passwordIterations = hash.iterations;
     }
+}
 
+void writeWorkspace(const SeedWorkspace& ws, const std::set<std::string>& seedIds, WorkspaceStore& workspaces,
+                    NodeStore& nodes)
+{
+    workspaces.insertWorkspace(ws.record, ws.logo);
+    for (const auto& member : ws.members) {
+        workspaces.insertMember(member);
+    }
+    NodeRecord root;
+    root.id = ws.record.rootId;
+    root.workspaceId = ws.record.id;
+    root.name = "/";
+    root.isFolder = true;
+    root.createTime = ws.record.createTime;
+    root.updateTime = ws.record.createTime;
+    nodes.insert(root);
+    insertTree(nodes, seedIds, ws.record.id, root.id, ws.tree);
+}
+
+// All metadata in one transaction.
+void writeSeed(const Seed& seed, Database& db)
+{
     AccountStore accounts(db);
     WorkspaceStore workspaces(db);
     NodeStore nodes(db);
@@ -518,19 +611,7 @@ void SeedLoader::load(const std::string& seedPath, Database& db, BlobStore& blob
         accounts.insertUser(user.record, user.avatar);
     }
     for (const auto& ws : seed.workspaces) {
-        workspaces.insertWorkspace(ws.record, ws.logo);
-        for (const auto& member : ws.members) {
-            workspaces.insertMember(member);
-        }
-        NodeRecord root;
-        root.id = ws.record.rootId;
-        root.workspaceId = ws.record.id;
-        root.name = "/";
-        root.isFolder = true;
-        root.createTime = ws.record.createTime;
-        root.updateTime = ws.record.createTime;
-        nodes.insert(root);
-        insertTree(nodes, seed.nodeIds, ws.record.id, root.id, ws.tree);
+        writeWorkspace(ws, seed.nodeIds, workspaces, nodes);
     }
     for (const auto& installer : seed.installers) {
         releases.insertInstaller({ installer.name, installer.digest, installer.size });
@@ -539,4 +620,22 @@ void SeedLoader::load(const std::string& seedPath, Database& db, BlobStore& blob
         releases.setVersionsJson(seed.versionsJson);
     }
     txn.commit();
+}
+} // namespace
+
+void SeedLoader::check(const std::string& seedText)
+{
+    parseSeed(seedText);
+}
+
+void SeedLoader::load(const std::string& seedPath, Database& db, BlobStore& blobs)
+{
+    Seed seed;
+    try {
+        seed = parseSeed(readSeedFile(seedPath));
+    } catch (const SeedError& e) {
+        throw SeedError(seedPath + ": " + e.what());
+    }
+    prepareSeed(seed, blobs);
+    writeSeed(seed, db);
 }

@@ -21,4 +21,6 @@ class SeedLoader {
 public:
     // Throws SeedError naming the offending member.
     static void load(const std::string& seedPath, Database& db, BlobStore& blobs);
+    // Checks a seed's text as load() does, writing nothing.
+    static void check(const std::string& seedText);
 };

@@ -40,4 +40,6 @@ struct ServerContext {
     UploadRegistry streams;
     FaultInjector faults;
     std::atomic<int> port{ 0 };
+    // Set when the server stops: streaming bodies and content providers end.
+    std::atomic<bool> stopping{ false };
 };

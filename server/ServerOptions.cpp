@@ -2,23 +2,7 @@
 // SPDX-FileCopyrightText: 2026 The ZYR developers
 #include "ServerOptions.h"
 
-namespace {
-bool parseInteger(const std::string& text, std::int64_t& value)
-{
-    if (text.empty() || text.size() > 18) {
-        return false;
-    }
-    std::int64_t result = 0;
-    for (const char c : text) {
-        if (c < '0' || c > '9') {
-            return false;
-        }
-        result = result * 10 + (c - '0');
-    }
-    value = result;
-    return true;
-}
-} // namespace
+#include "Decimal.h"
 
 std::optional<ServerOptions> ServerOptions::parse(const std::vector<std::string>& args, std::string& error)
 {
@@ -35,14 +19,15 @@ std::optional<ServerOptions> ServerOptions::parse(const std::vector<std::string>
         };
         std::string text;
         if (arg == "--port") {
-            std::int64_t port = 0;
-            if (!value(text) || !parseInteger(text, port) || port > 65535) {
-                if (error.empty()) {
-                    error = "--port needs a number from 0 to 65535";
-                }
+            if (!value(text)) {
                 return std::nullopt;
             }
-            options.port = static_cast<int>(port);
+            const auto port = Decimal::parseUnsigned(text);
+            if (!port || *port > 65535) {
+                error = "--port needs a number from 0 to 65535";
+                return std::nullopt;
+            }
+            options.port = static_cast<int>(*port);
         } else if (arg == "--data") {
             if (!value(options.dataDir)) {
                 return std::nullopt;
@@ -56,14 +41,15 @@ std::optional<ServerOptions> ServerOptions::parse(const std::vector<std::string>
                 return std::nullopt;
             }
         } else if (arg == "--token-ttl") {
-            std::int64_t ttl = 0;
-            if (!value(text) || !parseInteger(text, ttl) || ttl <= 0) {
-                if (error.empty()) {
-                    error = "--token-ttl needs a positive number of seconds";
-                }
+            if (!value(text)) {
                 return std::nullopt;
             }
-            options.tokenTtlSeconds = ttl;
+            const auto ttl = Decimal::parseUnsigned(text);
+            if (!ttl || *ttl <= 0 || *ttl > MaxTokenTtlSeconds) {
+                error = "--token-ttl needs a number of seconds from 1 to " + std::to_string(MaxTokenTtlSeconds);
+                return std::nullopt;
+            }
+            options.tokenTtlSeconds = *ttl;
         } else if (arg == "--enable-admin") {
             options.enableAdmin = true;
         } else if (arg == "--verbose") {

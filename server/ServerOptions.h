@@ -11,6 +11,8 @@
 struct ServerOptions {
     static constexpr int DefaultPort = 8080;
     static constexpr std::int64_t DefaultTokenTtlSeconds = 86400;
+    // A hundred years: expiry times in milliseconds stay far from overflow.
+    static constexpr std::int64_t MaxTokenTtlSeconds = 3155760000;
 
     int port = DefaultPort;
     std::string dataDir; // empty: a temporary directory, removed on exit

@@ -59,6 +59,17 @@ std::vector<std::string> ShareRoutes::splitIds(const std::string& joined)
     return ids;
 }
 
+ShareRoutes::LinkSettings ShareRoutes::readLinkSettings(const json& body)
+{
+    LinkSettings settings;
+    settings.expireTime = ApiRequest::intMember(body, "expireTime");
+    settings.encrypt = ApiRequest::boolMember(body, "encrypt");
+    settings.preview = ApiRequest::boolMember(body, "preview");
+    settings.download = ApiRequest::boolMember(body, "download");
+    checkExpireTime(settings.expireTime);
+    return settings;
+}
+
 void ShareRoutes::addFavorites(ApiRequest& request)
 {
     const std::string userId = request.requireUser();
@@ -131,14 +142,14 @@ void ShareRoutes::createLink(ApiRequest& request)
     const auto body = request.jsonObject();
     ShareLinkRecord link;
     link.fileIds = ApiRequest::stringArrayMember(body, "fileIds");
-    link.encrypt = ApiRequest::boolMember(body, "encrypt");
-    link.expireTime = ApiRequest::intMember(body, "expireTime");
-    link.preview = ApiRequest::boolMember(body, "preview");
-    link.download = ApiRequest::boolMember(body, "download");
     if (link.fileIds.empty()) {
         throw ApiError::badRequest("fileIds is empty");
     }
-    checkExpireTime(link.expireTime);
+    const LinkSettings settings = readLinkSettings(body);
+    link.expireTime = settings.expireTime;
+    link.encrypt = settings.encrypt;
+    link.preview = settings.preview;
+    link.download = settings.download;
     const std::string host = request.host();
 
     Database::Transaction txn(m_context.db, true);
@@ -165,11 +176,7 @@ void ShareRoutes::updateLink(ApiRequest& request)
 {
     const std::string userId = request.requireUser();
     const auto body = request.jsonObject();
-    const std::int64_t expireTime = ApiRequest::intMember(body, "expireTime");
-    const bool encrypt = ApiRequest::boolMember(body, "encrypt");
-    const bool preview = ApiRequest::boolMember(body, "preview");
-    const bool download = ApiRequest::boolMember(body, "download");
-    checkExpireTime(expireTime);
+    const LinkSettings settings = readLinkSettings(body);
     const std::string host = request.host();
 
     Database::Transaction txn(m_context.db, true);
@@ -181,15 +188,15 @@ void ShareRoutes::updateLink(ApiRequest& request)
     if (link->creatorId != userId && !access.isManager()) {
         throw ApiError::forbidden("only the link's creator or a workspace manager may change it");
     }
-    if (encrypt && !link->encrypt) {
+    if (settings.encrypt && !link->encrypt) {
         link->password = CryptoUtil::randomString(PasswordAlphabet, PasswordLength);
-    } else if (!encrypt) {
+    } else if (!settings.encrypt) {
         link->password.clear();
     }
-    link->encrypt = encrypt;
-    link->expireTime = expireTime;
-    link->preview = preview;
-    link->download = download;
+    link->encrypt = settings.encrypt;
+    link->expireTime = settings.expireTime;
+    link->preview = settings.preview;
+    link->download = settings.download;
     m_context.links.update(*link);
     txn.commit();
     request.sendJson(ObjectJson::envelope(ObjectJson::shareLink(*link, host)));

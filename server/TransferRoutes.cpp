@@ -4,8 +4,8 @@
 
 #include "ApiError.h"
 #include "ApiRequest.h"
+#include "Decimal.h"
 #include "FileTree.h"
-#include "Log.h"
 #include "ObjectJson.h"
 #include "Privilege.h"
 #include "RemotePath.h"
@@ -14,10 +14,9 @@
 #include "Sha256Hasher.h"
 #include "WorkspaceAccess.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <memory>
-#include <vector>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -25,35 +24,6 @@
 using nlohmann::json;
 
 namespace {
-constexpr std::size_t DownloadChunkBytes = 512 * 1024;
-
-// An open blob shared by the content provider and the response; closed when
-// the last of them is done.
-struct OpenBlob {
-    explicit OpenBlob(int descriptor) : fd(descriptor), buffer(DownloadChunkBytes) { }
-    ~OpenBlob() { ::close(fd); }
-    OpenBlob(const OpenBlob&) = delete;
-    OpenBlob& operator=(const OpenBlob&) = delete;
-
-    int fd;
-    std::vector<char> buffer;
-};
-
-bool parseNumber(const std::string& text, std::int64_t& value)
-{
-    if (text.empty() || text.size() > 18) {
-        return false;
-    }
-    value = 0;
-    for (const char c : text) {
-        if (c < '0' || c > '9') {
-            return false;
-        }
-        value = value * 10 + (c - '0');
-    }
-    return true;
-}
-
 std::string trim(const std::string& text)
 {
     const auto begin = text.find_first_not_of(" \t");
@@ -62,6 +32,20 @@ std::string trim(const std::string& text)
     }
     const auto end = text.find_last_not_of(" \t");
     return text.substr(begin, end - begin + 1);
+}
+
+bool writeAll(int fd, const char* data, std::size_t length)
+{
+    std::size_t done = 0;
+    while (done < length) {
+        const ssize_t n = ::write(fd, data + done, length - done);
+        if (n > 0) {
+            done += static_cast<std::size_t>(n);
+        } else if (n == 0 || errno != EINTR) {
+            return false;
+        }
+    }
+    return true;
 }
 
 // Ends the "streaming" mark of an upload however the request ends.
@@ -122,18 +106,16 @@ std::optional<TransferRoutes::ByteRange> TransferRoutes::parseRange(const std::s
     if (dash == std::string::npos || rangeSet.find(',') != std::string::npos) {
         throw ApiError::badRequest("unsupported Range header");
     }
-    ByteRange range;
-    const std::string first = trim(rangeSet.substr(0, dash));
-    const std::string last = trim(rangeSet.substr(dash + 1));
-    if (!parseNumber(first, range.first)) {
+    const auto first = Decimal::parseUnsigned(trim(rangeSet.substr(0, dash)));
+    if (!first) {
         throw ApiError::badRequest("unsupported Range header"); // suffix ranges included
     }
-    if (!last.empty()) {
-        if (!parseNumber(last, range.last) || range.last < range.first) {
-            throw ApiError::badRequest("unsupported Range header");
-        }
+    const std::string lastText = trim(rangeSet.substr(dash + 1));
+    const auto last = lastText.empty() ? std::optional<std::int64_t>(-1) : Decimal::parseUnsigned(lastText);
+    if (!last || (*last >= 0 && *last < *first)) {
+        throw ApiError::badRequest("unsupported Range header");
     }
-    return range;
+    return ByteRange{ *first, *last };
 }
 
 void TransferRoutes::download(ApiRequest& request)
@@ -142,7 +124,9 @@ void TransferRoutes::download(ApiRequest& request)
     const auto range = parseRange(request.http().get_header_value("Range"), request.http().has_header("Range"));
 
     NodeRecord node;
-    std::shared_ptr<OpenBlob> blob;
+    std::int64_t first = 0;
+    std::int64_t last = -1;
+    int fd = -1;
     {
         Database::Transaction txn(m_context.db, false);
         const auto access = WorkspaceAccess::require(m_context, request.match(1), userId, Privilege::Download);
@@ -151,57 +135,49 @@ void TransferRoutes::download(ApiRequest& request)
         if (node.isFolder) {
             throw ApiError::badRequest("a folder cannot be downloaded");
         }
+        if (range && range->first >= node.size) {
+            throw ApiError(416, "range starts at or beyond the end of the file")
+                    .withHeader("Content-Range", "bytes */" + std::to_string(node.size));
+        }
+        first = range ? range->first : 0;
+        last = range && range->last >= 0 ? std::min(range->last, node.size - 1) : node.size - 1;
         // Opened under the lock: once open, a concurrent delete removing
         // the blob file cannot take the bytes away.
-        const int fd = m_context.blobs.openBlob(node.digest);
+        fd = m_context.blobs.openBlob(node.digest);
         if (fd < 0) {
             throw std::runtime_error("content of " + node.id + " is missing: " + std::strerror(errno));
         }
-        blob = std::make_shared<OpenBlob>(fd);
-    }
-
-    const std::int64_t size = node.size;
-    std::int64_t first = 0;
-    std::int64_t last = size - 1;
-    if (range) {
-        if (range->first >= size) {
-            throw ApiError(416, "range starts at or beyond the end of the file")
-                    .withHeader("Content-Range", "bytes */" + std::to_string(size));
-        }
-        first = range->first;
-        if (range->last >= 0 && range->last < last) {
-            last = range->last;
-        }
     }
     auto& response = request.response();
-    response.status = range ? 206 : 200;
     response.set_header("Accept-Ranges", "bytes");
     response.set_header("X-Digest", node.digest);
     if (range) {
         response.set_header("Content-Range",
-                            "bytes " + std::to_string(first) + "-" + std::to_string(last) + "/" + std::to_string(size));
+                            "bytes " + std::to_string(first) + "-" + std::to_string(last) + "/"
+                                    + std::to_string(node.size));
     }
-    const std::int64_t length = last - first + 1;
-    if (length <= 0) {
-        response.set_content("", "application/octet-stream");
-        return;
-    }
-    response.set_content_provider(static_cast<std::size_t>(length), "application/octet-stream",
-                                  [blob, first](std::size_t offset, std::size_t remaining, httplib::DataSink& sink) {
-                                      const std::size_t want = std::min(remaining, blob->buffer.size());
-                                      const ssize_t n
-                                              = ::pread(blob->fd, blob->buffer.data(), want,
-                                                        static_cast<off_t>(first + static_cast<std::int64_t>(offset)));
-                                      if (n <= 0) {
-                                          return false;
-                                      }
-                                      return sink.write(blob->buffer.data(), static_cast<std::size_t>(n));
-                                  });
+    request.sendFile(range ? 206 : 200, fd, first, last - first + 1, "application/octet-stream");
 }
 
 void TransferRoutes::upload(ApiRequest& request)
 {
     const std::string userId = request.requireUser();
+    const UploadTarget target = readUploadTarget(request);
+    std::shared_ptr<UploadRegistry::Stream> stream;
+    const UploadRecord upload = claimUpload(target, userId, stream);
+    // Streaming until committed: no other request may restart the path meanwhile.
+    StreamingMark mark(m_context.streams, UploadRegistry::key(target.workspaceId, target.path));
+    const std::string digest = receiveContent(request, upload, target.offset, *stream);
+    std::string nodePath;
+    const NodeRecord node = commitUpload(target, upload, digest, nodePath);
+    m_context.blobs.removePart(upload.id);
+    request.sendJson(ObjectJson::envelope(ObjectJson::file(node, nodePath)));
+}
+
+TransferRoutes::UploadTarget TransferRoutes::readUploadTarget(ApiRequest& request)
+{
+    UploadTarget target;
+    target.workspaceId = request.match(1);
     auto segments = RemotePath::split(request.requiredParam("path"));
     if (!segments) {
         throw ApiError::badRequest("invalid path");
@@ -209,62 +185,68 @@ void TransferRoutes::upload(ApiRequest& request)
     if (segments->empty()) {
         throw ApiError::badRequest("the root is not a file");
     }
-    const std::int64_t size = request.intParam("size");
-    const std::int64_t offset = request.intParam("offset");
-    if (size < 0 || offset < 0 || offset > size) {
+    target.segments = std::move(*segments);
+    target.path = RemotePath::join(target.segments);
+    target.size = request.intParam("size");
+    target.offset = request.intParam("offset");
+    if (target.size < 0 || target.offset < 0 || target.offset > target.size) {
         throw ApiError::badRequest("size and offset must satisfy 0 <= offset <= size");
     }
-    std::int64_t contentLength = -1;
-    if (!parseNumber(request.http().get_header_value("Content-Length"), contentLength)
-        || contentLength != size - offset) {
+    const auto contentLength = Decimal::parseUnsigned(request.http().get_header_value("Content-Length"));
+    if (!contentLength || *contentLength != target.size - target.offset) {
         throw ApiError::badRequest("Content-Length must equal size - offset");
     }
+    return target;
+}
 
-    const std::string workspaceId = request.match(1);
-    const std::string path = RemotePath::join(*segments);
-    const std::string key = UploadRegistry::key(workspaceId, path);
-    UploadRecord upload;
-    std::shared_ptr<UploadRegistry::Stream> stream;
-    {
-        Database::Transaction txn(m_context.db, true);
-        const auto access = WorkspaceAccess::require(m_context, workspaceId, userId, Privilege::Create);
-        const auto usage = m_context.workspaces.usage(workspaceId);
-        if (size > access.workspace.quotaBytes - usage.usedSize) {
-            throw ApiError::badRequest("the file does not fit into the workspace's free quota");
-        }
-        FileTree tree(m_context, access.workspace);
-        checkUploadTarget(m_context, tree, *segments);
-        if (m_context.streams.find(key)) {
-            throw ApiError::conflict("another upload of this path is streaming");
-        }
-        auto existing = m_context.uploads.find(workspaceId, path);
-        const std::int64_t now = nowMs();
-        if (offset == 0) {
-            if (existing) {
-                m_context.uploads.remove(existing->id);
-                m_context.blobs.removePart(existing->id);
-            }
-            upload.id = m_context.uploads.newUploadId();
-            upload.workspaceId = workspaceId;
-            upload.path = path;
-            upload.size = size;
-            upload.createTime = upload.updateTime = now;
-            m_context.uploads.insert(upload);
-            m_context.blobs.resetPart(upload.id);
-        } else {
-            if (!existing || existing->size != size || m_context.blobs.partSize(existing->id) != offset) {
-                throw ApiError::conflict("offset does not match the bytes held for this upload");
-            }
-            upload = *existing;
-            upload.updateTime = now;
-            m_context.uploads.touch(upload.id, now);
-        }
-        stream = m_context.streams.begin(key, upload.id, offset);
-        txn.commit();
+UploadRecord TransferRoutes::claimUpload(const UploadTarget& target, const std::string& userId,
+                                         std::shared_ptr<UploadRegistry::Stream>& stream)
+{
+    Database::Transaction txn(m_context.db, true);
+    const auto access = WorkspaceAccess::require(m_context, target.workspaceId, userId, Privilege::Create);
+    const auto usage = m_context.workspaces.usage(target.workspaceId);
+    if (target.size > access.workspace.quotaBytes - usage.usedSize) {
+        throw ApiError::badRequest("the file does not fit into the workspace's free quota");
     }
-    StreamingMark mark(m_context.streams, key);
+    FileTree tree(m_context, access.workspace);
+    checkUploadTarget(m_context, tree, target.segments);
+    const std::string key = UploadRegistry::key(target.workspaceId, target.path);
+    if (m_context.streams.find(key)) {
+        throw ApiError::conflict("another upload of this path is streaming");
+    }
+    auto existing = m_context.uploads.find(target.workspaceId, target.path);
+    UploadRecord upload;
+    const std::int64_t now = nowMs();
+    if (target.offset == 0) {
+        if (existing) {
+            m_context.uploads.remove(existing->id);
+            m_context.blobs.removePart(existing->id);
+        }
+        upload.id = m_context.uploads.newUploadId();
+        upload.workspaceId = target.workspaceId;
+        upload.path = target.path;
+        upload.size = target.size;
+        upload.createTime = upload.updateTime = now;
+        m_context.uploads.insert(upload);
+        m_context.blobs.resetPart(upload.id);
+    } else {
+        if (!existing || existing->size != target.size || m_context.blobs.partSize(existing->id) != target.offset) {
+            throw ApiError::conflict("offset does not match the bytes held for this upload");
+        }
+        upload = *existing;
+        upload.updateTime = now;
+        m_context.uploads.touch(upload.id, now);
+    }
+    stream = m_context.streams.begin(key, upload.id, target.offset);
+    txn.commit();
+    return upload;
+}
 
-    const int fd = ::open(m_context.blobs.partPath(upload.id).c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
+std::string TransferRoutes::receiveContent(ApiRequest& request, const UploadRecord& upload, std::int64_t offset,
+                                           UploadRegistry::Stream& stream)
+{
+    const std::string partPath = m_context.blobs.partPath(upload.id);
+    const int fd = ::open(partPath.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
     if (fd < 0) {
         throw std::runtime_error("cannot open part file: " + std::string(std::strerror(errno)));
     }
@@ -276,99 +258,99 @@ void TransferRoutes::upload(ApiRequest& request)
     }
     bool writeFailed = false;
     const bool complete = request.streamBody([&](const char* data, std::size_t length) {
-        std::size_t done = 0;
-        while (done < length) {
-            const ssize_t n = ::write(fd, data + done, length - done);
-            if (n < 0) {
-                if (errno == EINTR) {
-                    continue;
-                }
-                writeFailed = true;
-                return false;
-            }
-            done += static_cast<std::size_t>(n);
+        if (m_context.stopping || !writeAll(fd, data, length)) {
+            writeFailed = !m_context.stopping;
+            return false;
         }
         if (hasher) {
             hasher->add(data, length);
         }
-        stream->held += static_cast<std::int64_t>(length);
+        stream.held += static_cast<std::int64_t>(length);
         return true;
     });
     ::close(fd);
     if (writeFailed) {
         throw std::runtime_error("cannot write part file of " + upload.id);
     }
-    if (!complete || stream->held.load() != size) {
-        // The client went away; the bytes received stay for a resume.
+    if (!complete || stream.held.load() != upload.size) {
         throw ApiError::badRequest("the request body ended early");
     }
-
-    const std::string digest = hasher ? hasher->finish() : Sha256Hasher::hashFile(m_context.blobs.partPath(upload.id));
+    const std::string digest = hasher ? hasher->finish() : Sha256Hasher::hashFile(partPath);
     if (digest.empty()) {
         throw std::runtime_error("cannot read part file of " + upload.id);
     }
+    return digest;
+}
 
-    NodeRecord node;
-    std::string nodePath;
-    {
-        Database::Transaction txn(m_context.db, true);
-        auto current = m_context.uploads.byId(upload.id);
-        if (!current) {
-            throw ApiError::conflict("the upload was discarded while it streamed");
-        }
-        auto workspace = m_context.workspaces.workspace(workspaceId);
-        if (!workspace) {
-            throw ApiError::notFound("unknown workspace");
-        }
-        FileTree tree(m_context, *workspace);
-        checkUploadTarget(m_context, tree, *segments);
-        const std::int64_t now = nowMs();
-
-        NodeRecord parent = tree.root();
-        for (std::size_t i = 0; i + 1 < segments->size(); ++i) {
-            auto next = m_context.nodes.child(workspaceId, parent.id, (*segments)[i]);
-            if (!next) {
-                NodeRecord folder;
-                folder.id = m_context.nodes.newNodeId();
-                folder.workspaceId = workspaceId;
-                folder.parentId = parent.id;
-                folder.name = (*segments)[i];
-                folder.isFolder = true;
-                folder.createTime = folder.updateTime = now;
-                m_context.nodes.insert(folder);
-                next = folder;
-            }
-            parent = *next;
-        }
-
-        m_context.blobs.publishPart(upload.id, digest);
-        node.id = m_context.nodes.newNodeId();
-        node.workspaceId = workspaceId;
-        node.parentId = parent.id;
-        node.name = segments->back();
-        node.isFolder = false;
-        node.size = size;
-        node.digest = digest;
-        node.revision = 1;
-        node.createTime = node.updateTime = now;
-        std::string oldDigest;
-        if (auto previous = m_context.nodes.child(workspaceId, parent.id, node.name)) {
-            // A new version: new id, next revision; marks and attributes
-            // move over, the old id is gone.
-            node.revision = previous->revision + 1;
-            oldDigest = previous->digest;
-            m_context.nodes.moveFavorites(previous->id, node.id);
-            m_context.nodes.copyAttributes(previous->id, node.id);
-            m_context.nodes.remove(previous->id);
-        }
-        m_context.nodes.insert(node);
-        m_context.uploads.remove(upload.id);
-        nodePath = tree.pathOf(node);
-        txn.commit();
-        if (!oldDigest.empty() && oldDigest != digest) {
-            tree.removeUnreferencedBlobs({ oldDigest });
-        }
+NodeRecord TransferRoutes::commitUpload(const UploadTarget& target, const UploadRecord& upload,
+                                        const std::string& digest, std::string& nodePath)
+{
+    Database::Transaction txn(m_context.db, true);
+    if (!m_context.uploads.byId(upload.id)) {
+        throw ApiError::conflict("the upload was discarded while it streamed");
     }
-    m_context.blobs.removePart(upload.id);
-    request.sendJson(ObjectJson::envelope(ObjectJson::file(node, nodePath)));
+    auto workspace = m_context.workspaces.workspace(target.workspaceId);
+    if (!workspace) {
+        throw ApiError::notFound("unknown workspace");
+    }
+    FileTree tree(m_context, *workspace);
+    checkUploadTarget(m_context, tree, target.segments);
+    const std::int64_t now = nowMs();
+    const NodeRecord parent = makeParentFolders(tree, target, now);
+
+    m_context.blobs.publishPart(upload.id, digest);
+    NodeRecord node;
+    node.id = m_context.nodes.newNodeId();
+    node.workspaceId = target.workspaceId;
+    node.parentId = parent.id;
+    node.name = target.segments.back();
+    node.size = upload.size;
+    node.digest = digest;
+    node.revision = 1;
+    node.createTime = node.updateTime = now;
+    const std::string oldDigest = replacePreviousVersion(node);
+    m_context.nodes.insert(node);
+    m_context.uploads.remove(upload.id);
+    nodePath = tree.pathOf(node);
+    txn.commit();
+    if (!oldDigest.empty() && oldDigest != digest) {
+        tree.removeUnreferencedBlobs({ oldDigest });
+    }
+    return node;
+}
+
+std::string TransferRoutes::replacePreviousVersion(NodeRecord& node)
+{
+    auto previous = m_context.nodes.child(node.workspaceId, node.parentId, node.name);
+    if (!previous) {
+        return std::string();
+    }
+    // A new version: new id, next revision; marks and attributes move over,
+    // the old id is gone.
+    node.revision = previous->revision + 1;
+    m_context.nodes.moveFavorites(previous->id, node.id);
+    m_context.nodes.copyAttributes(previous->id, node.id);
+    m_context.nodes.remove(previous->id);
+    return previous->digest;
+}
+
+NodeRecord TransferRoutes::makeParentFolders(FileTree& tree, const UploadTarget& target, std::int64_t now)
+{
+    NodeRecord parent = tree.root();
+    for (std::size_t i = 0; i + 1 < target.segments.size(); ++i) {
+        auto next = m_context.nodes.child(target.workspaceId, parent.id, target.segments[i]);
+        if (!next) {
+            NodeRecord folder;
+            folder.id = m_context.nodes.newNodeId();
+            folder.workspaceId = target.workspaceId;
+            folder.parentId = parent.id;
+            folder.name = target.segments[i];
+            folder.isFolder = true;
+            folder.createTime = folder.updateTime = now;
+            m_context.nodes.insert(folder);
+            next = folder;
+        }
+        parent = *next;
+    }
+    return parent;
 }

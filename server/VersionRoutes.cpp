@@ -9,16 +9,10 @@
 
 #include <cerrno>
 #include <cstring>
-#include <memory>
-#include <vector>
-
-#include <unistd.h>
 
 using nlohmann::json;
 
 namespace {
-constexpr std::size_t InstallerChunkBytes = 512 * 1024;
-
 json versions(ServerContext& context)
 {
     std::string text;
@@ -116,24 +110,5 @@ void VersionRoutes::installer(ApiRequest& request)
     if (fd < 0) {
         throw std::runtime_error("installer " + installer->name + " is missing: " + std::strerror(errno));
     }
-    auto file = std::shared_ptr<int>(new int(fd), [](int* descriptor) {
-        ::close(*descriptor);
-        delete descriptor;
-    });
-    auto& response = request.response();
-    response.status = 200;
-    if (installer->size == 0) {
-        response.set_content("", "application/octet-stream");
-        return;
-    }
-    response.set_content_provider(static_cast<std::size_t>(installer->size), "application/octet-stream",
-                                  [file](std::size_t offset, std::size_t remaining, httplib::DataSink& sink) {
-                                      std::vector<char> buffer(std::min(remaining, InstallerChunkBytes));
-                                      const ssize_t n = ::pread(*file, buffer.data(), buffer.size(),
-                                                                static_cast<off_t>(offset));
-                                      if (n <= 0) {
-                                          return false;
-                                      }
-                                      return sink.write(buffer.data(), static_cast<std::size_t>(n));
-                                  });
+    request.sendFile(200, fd, 0, installer->size, "application/octet-stream");
 }

@@ -16,32 +16,18 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <system_error>
 #include <memory>
+#include <system_error>
+#include <thread>
+
 #include <fcntl.h>
 #include <pthread.h>
 #include <sys/stat.h>
-#include <thread>
 #include <unistd.h>
 
 namespace {
 constexpr int ExitBadOptions = 2;
 constexpr int ExitFailure = 1;
-
-bool fileExists(const std::string& path)
-{
-    struct stat st { };
-    return ::stat(path.c_str(), &st) == 0;
-}
-
-bool makeDataDirectory(const std::string& path)
-{
-    if (::mkdir(path.c_str(), 0700) == 0) {
-        return true;
-    }
-    struct stat st { };
-    return errno == EEXIST && ::stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
-}
 
 int s_signalPipe[2] = { -1, -1 };
 
@@ -54,34 +40,26 @@ void onStopSignal(int signal)
     errno = savedErrno;
 }
 
-void removeDatabaseFiles(const std::string& dbPath)
+sigset_t stopSignals()
 {
-    for (const char* suffix : { "", "-wal", "-shm" }) {
-        ::unlink((dbPath + suffix).c_str());
-    }
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGTERM);
+    return signals;
 }
-} // namespace
 
-int main(int argc, char** argv)
+// A signal only writes its number into a pipe; a watcher thread reads it and
+// stops the server, which must not happen in signal context. The signals
+// stay blocked everywhere except in the watcher, so they interrupt nothing
+// else (an interrupted accept() would end cpp-httplib's listening loop) and
+// runtimes that defer handlers until a blocking call returns, such as
+// ThreadSanitizer, still deliver them.
+bool installStopSignals()
 {
-    std::vector<std::string> args(argv + 1, argv + argc);
-    std::string error;
-    auto options = ServerOptions::parse(args, error);
-    if (!options) {
-        std::fprintf(stderr, "zyr-cloud: %s\n%s\n", error.c_str(), ServerOptions::usage().c_str());
-        return ExitBadOptions;
-    }
-    Log::setVerbose(options->verbose);
-
-    // A signal only writes its number into a pipe; a watcher thread reads
-    // it and stops the server, which must not happen in signal context.
-    // The signals stay blocked everywhere except in the watcher, so they
-    // interrupt nothing else (an interrupted accept() would end cpp-httplib's
-    // listening loop) and runtimes that defer handlers until a blocking call
-    // returns, such as ThreadSanitizer, still deliver them.
     if (::pipe2(s_signalPipe, O_CLOEXEC) != 0) {
         Log::error(std::string("cannot create the signal pipe: ") + std::strerror(errno));
-        return ExitFailure;
+        return false;
     }
     struct sigaction action { };
     action.sa_handler = onStopSignal;
@@ -89,101 +67,143 @@ int main(int argc, char** argv)
     action.sa_flags = 0; // no SA_RESTART: the watcher's read() must return
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
-    sigset_t stopSignals;
-    sigemptyset(&stopSignals);
-    sigaddset(&stopSignals, SIGINT);
-    sigaddset(&stopSignals, SIGTERM);
-    pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr);
+    const sigset_t signals = stopSignals();
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     std::signal(SIGPIPE, SIG_IGN);
+    return true;
+}
 
-    // Without --data the server runs on a scratch directory of its own,
-    // which is handy for a quick try and is removed when it stops.
-    bool temporaryData = false;
-    if (options->dataDir.empty()) {
-        const char* tmp = std::getenv("TMPDIR");
-        std::string pattern = std::string(tmp && *tmp ? tmp : "/tmp") + "/zyr-cloud-XXXXXX";
-        if (!::mkdtemp(pattern.data())) {
-            Log::error(std::string("cannot create a temporary data directory: ") + std::strerror(errno));
-            return ExitFailure;
-        }
-        options->dataDir = pattern;
-        temporaryData = true;
-        Log::info("data directory " + options->dataDir + " (temporary)");
-    }
-    auto removeTemporaryData = [&] {
-        if (temporaryData) {
+// The data directory, made when missing; without --data a scratch directory
+// of the server's own, removed when it stops (for a quick try).
+class DataDirectory {
+public:
+    ~DataDirectory()
+    {
+        if (m_temporary) {
             std::error_code ignored;
-            std::filesystem::remove_all(options->dataDir, ignored);
+            std::filesystem::remove_all(m_path, ignored);
         }
-    };
-
-    if (!makeDataDirectory(options->dataDir)) {
-        Log::error("cannot use data directory " + options->dataDir + ": " + std::strerror(errno));
-        return ExitFailure;
-    }
-    const std::string dbPath = options->dataDir + "/zyr.db";
-    const bool fresh = !fileExists(dbPath);
-    if (fresh && options->seedFile.empty()) {
-        Log::error("the data directory has no database yet; give --seed FILE");
-        removeTemporaryData();
-        return ExitFailure;
     }
 
+    bool open(const std::string& path)
+    {
+        m_path = path;
+        if (m_path.empty()) {
+            const char* tmp = std::getenv("TMPDIR");
+            std::string pattern = std::string(tmp && *tmp ? tmp : "/tmp") + "/zyr-cloud-XXXXXX";
+            if (!::mkdtemp(pattern.data())) {
+                Log::error(std::string("cannot create a temporary data directory: ") + std::strerror(errno));
+                return false;
+            }
+            m_path = pattern;
+            m_temporary = true;
+            Log::info("data directory " + m_path + " (temporary)");
+        }
+        struct stat st { };
+        if (::mkdir(m_path.c_str(), 0700) != 0
+            && (errno != EEXIST || ::stat(m_path.c_str(), &st) != 0 || !S_ISDIR(st.st_mode))) {
+            Log::error("cannot use data directory " + m_path + ": " + std::strerror(errno));
+            return false;
+        }
+        return true;
+    }
+
+    const std::string& path() const { return m_path; }
+    std::string databasePath() const { return m_path + "/zyr.db"; }
+
+private:
+    std::string m_path;
+    bool m_temporary = false;
+};
+
+struct Store {
     std::unique_ptr<BlobStore> blobs;
     std::unique_ptr<Database> db;
+};
+
+// Opens the database, filling it from the seed on a fresh directory; a
+// failed seed leaves no database behind that a later start would take up.
+bool openStore(const DataDirectory& data, const std::string& seedFile, Store& store)
+{
+    const std::string dbPath = data.databasePath();
+    const bool fresh = !std::filesystem::exists(dbPath);
+    if (fresh && seedFile.empty()) {
+        Log::error("the data directory has no database yet; give --seed FILE");
+        return false;
+    }
     try {
-        blobs = std::make_unique<BlobStore>(options->dataDir);
-        db = std::make_unique<Database>(dbPath);
+        store.blobs = std::make_unique<BlobStore>(data.path());
+        store.db = std::make_unique<Database>(dbPath);
         if (fresh) {
-            SeedLoader::load(options->seedFile, *db, *blobs);
-            Log::info("data directory filled from " + options->seedFile);
-        } else if (!options->seedFile.empty()) {
+            SeedLoader::load(seedFile, *store.db, *store.blobs);
+            Log::info("data directory filled from " + seedFile);
+        } else if (!seedFile.empty()) {
             Log::info("existing database kept; seed file ignored");
         }
+        return true;
     } catch (const std::exception& e) {
         Log::error(e.what());
-        db.reset();
+        store.db.reset();
         if (fresh) {
-            removeDatabaseFiles(dbPath);
+            for (const char* suffix : { "", "-wal", "-shm" }) {
+                ::unlink((dbPath + suffix).c_str());
+            }
         }
-        removeTemporaryData();
-        return ExitFailure;
+        return false;
     }
+}
 
-    auto server = std::make_unique<CloudServer>(*options, *db, *blobs);
-    const int port = server->bind();
+// Serves until a stop signal, or until the listening socket fails.
+int serve(const ServerOptions& options, Store& store)
+{
+    CloudServer server(options, *store.db, *store.blobs);
+    const int port = server.bind();
     if (port <= 0) {
-        Log::error("cannot listen on " + options->host + ":" + std::to_string(options->port));
-        server.reset();
-        db.reset();
-        removeTemporaryData();
+        Log::error("cannot listen on " + options.host + ":" + std::to_string(options.port));
         return ExitFailure;
     }
-    std::printf("listening on %s:%d\n", options->host.c_str(), port);
+    std::printf("listening on %s:%d\n", options.host.c_str(), port);
     std::fflush(stdout);
 
-    std::thread signalThread([&] {
-        pthread_sigmask(SIG_UNBLOCK, &stopSignals, nullptr);
+    std::thread watcher([&server] {
+        const sigset_t signals = stopSignals();
+        pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
         char signal = 0;
         while (::read(s_signalPipe[0], &signal, 1) < 0 && errno == EINTR) { }
         if (signal != 0) {
             Log::info(std::string("stopping on ") + (signal == SIGINT ? "SIGINT" : "SIGTERM"));
-            server->stop();
+            server.stop();
         }
     });
-
-    const bool ok = server->run();
+    const bool ok = server.run();
     // Wakes the watcher when the server ended on its own (a zero byte).
     const char wake = 0;
     while (::write(s_signalPipe[1], &wake, 1) < 0 && errno == EINTR) { }
-    signalThread.join();
-    server.reset();
-    db.reset();
-    blobs.reset();
-    removeTemporaryData();
+    watcher.join();
     if (!ok) {
         Log::error("the listening socket failed");
         return ExitFailure;
     }
     return 0;
+}
+} // namespace
+
+int main(int argc, char** argv)
+{
+    std::string error;
+    const auto options = ServerOptions::parse(std::vector<std::string>(argv + 1, argv + argc), error);
+    if (!options) {
+        std::fprintf(stderr, "zyr-cloud: %s\n%s\n", error.c_str(), ServerOptions::usage().c_str());
+        return ExitBadOptions;
+    }
+    Log::setVerbose(options->verbose);
+    if (!installStopSignals()) {
+        return ExitFailure;
+    }
+    DataDirectory data;
+    Store store;
+    if (!data.open(options->dataDir) || !openStore(data, options->seedFile, store)) {
+        return ExitFailure;
+    }
+    return serve(*options, store);
 }

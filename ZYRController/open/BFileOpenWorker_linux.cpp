@@ -6,6 +6,7 @@
 // Exec field codes), then its process and the file are watched.
 #include <ZYRController/BFileOpenWorker.h>
 
+#include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>

@@ -4,43 +4,32 @@
 // zyr-cloud as a program: its command line, its output, its exit codes,
 // signals, and a restart on the same data directory.
 
-#include "HttpClient.h"
-#include "ServerProcess.h"
+#include <CloudServerFixture.h>
 
 #include <QCryptographicHash>
-#include <QDir>
 #include <QFile>
-#include <QProcess>
 #include <QRegularExpression>
 #include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QTest>
 
-#include <csignal>
-#include <memory>
+using namespace Qt::StringLiterals;
 
 namespace {
-const QString Alice = QStringLiteral("alice");
-const QString AlicePassword = QStringLiteral("alice-pass");
-
-QString writeSeed(const QTemporaryDir& dir, const QByteArray& text)
+// Options with stderr kept for the test; the seed written to `dir` when given.
+CloudServerFixture::Options options(const QStringList& arguments = {}, const QTemporaryDir* dir = nullptr,
+                                    const QByteArray& seed = {})
 {
-    const QString path = dir.filePath(QStringLiteral("seed.json"));
-    QFile file(path);
-    file.open(QIODevice::WriteOnly | QIODevice::Truncate);
-    file.write(text);
-    return path;
-}
-
-int runToExit(const QStringList& arguments, QByteArray* standardError = nullptr)
-{
-    QProcess process;
-    process.start(ServerProcess::binary(), arguments);
-    process.waitForFinished(ServerProcess::StartTimeoutMs);
-    if (standardError) {
-        *standardError = process.readAllStandardError();
+    auto result = CloudServerFixture::defaultOptions();
+    result.extraArguments = arguments;
+    result.captureStandardError = true;
+    if (dir) {
+        result.seedFile = seed.isEmpty() ? QString() : dir->filePath(u"seed.json"_s);
+        QFile file(result.seedFile);
+        if (!seed.isEmpty() && (!file.open(QIODevice::WriteOnly) || file.write(seed) != seed.size()))
+            qFatal("cannot write the seed");
     }
-    return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+    return result;
 }
 } // namespace
 
@@ -48,261 +37,124 @@ class TestServerCommandLine : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void printsOnlyTheListeningLine();
-    void stopsOnSignal_data();
-    void stopsOnSignal();
-    void rejectsBadOptions_data();
-    void rejectsBadOptions();
-    void rejectsInvalidSeeds_data();
-    void rejectsInvalidSeeds();
-    void needsSeedForFreshDirectory();
-    void temporaryDataDirectoryWithoutOption();
-    void curlSignInFromReadme();
-    void restartKeepsEverything();
+    void quickTryOnATemporaryDirectory();
+    void stopsOnSigint();
+    void refusesToStart_data();
+    void refusesToStart();
+    void restartKeepsDataTokensAndUnfinishedUploads();
 };
 
-void TestServerCommandLine::printsOnlyTheListeningLine()
+void TestServerCommandLine::quickTryOnATemporaryDirectory()
 {
+    // No --data, a seed without versions, no admin routes.
     QTemporaryDir dir;
-    ServerProcess server;
-    QVERIFY(server.start(dir.filePath(QStringLiteral("data")), ServerProcess::sampleSeed(), {}));
-    QCOMPARE(server.standardOutput(), QByteArray("listening on 127.0.0.1:" + QByteArray::number(server.port()) + "\n"));
-    HttpClient client(server.baseUrl());
-    QVERIFY(!client.signIn(Alice, AlicePassword).isEmpty());
-    QCOMPARE(server.stop(), 0);
-    QCOMPARE(server.standardOutput(), QByteArray("listening on 127.0.0.1:" + QByteArray::number(server.port()) + "\n"));
-    QVERIFY(!server.standardError().contains("alice-pass"));
-    QVERIFY(!server.standardError().contains(client.token().toUtf8()));
-}
-
-void TestServerCommandLine::stopsOnSignal_data()
-{
-    QTest::addColumn<int>("signal");
-    QTest::newRow("SIGTERM") << int(SIGTERM);
-    QTest::newRow("SIGINT") << int(SIGINT);
-}
-
-void TestServerCommandLine::stopsOnSignal()
-{
-    QFETCH(int, signal);
-    QTemporaryDir dir;
-    ServerProcess server;
-    QVERIFY(server.start(dir.filePath(QStringLiteral("data")), ServerProcess::sampleSeed()));
-    // An idle keep-alive connection and a held request must not delay the stop.
-    HttpClient client(server.baseUrl());
-    QVERIFY(!client.signIn(Alice, AlicePassword).isEmpty());
-    client.addFault(
-            { { QStringLiteral("pathPrefix"), QStringLiteral("/api/v1/users/me") }, { QStringLiteral("hang"), true } });
-    QNetworkReply* held = client.manager().get(client.request(QStringLiteral("/api/v1/users/me")));
-    QTRY_VERIFY(held->isRunning());
-
-    ::kill(pid_t(server.process().processId()), signal);
-    QVERIFY(server.process().waitForFinished(ServerProcess::StopTimeoutMs));
-    QCOMPARE(server.process().exitStatus(), QProcess::NormalExit);
-    QCOMPARE(server.process().exitCode(), 0);
-    const HttpReply reply = HttpClient::collect(held);
-    QCOMPARE(reply.status, 0); // closed without an answer
-    QVERIFY(reply.error != QNetworkReply::NoError);
-}
-
-void TestServerCommandLine::rejectsBadOptions_data()
-{
-    QTest::addColumn<QStringList>("arguments");
-    const QString data = QStringLiteral("--data");
-    const QString dir = QDir::tempPath() + QStringLiteral("/zyr-cloud-unused");
-    QTest::newRow("unknown option") << QStringList{ data, dir, QStringLiteral("--colour") };
-    QTest::newRow("port not a number") << QStringList{ data, dir, QStringLiteral("--port"), QStringLiteral("eighty") };
-    QTest::newRow("port too large") << QStringList{ data, dir, QStringLiteral("--port"), QStringLiteral("70000") };
-    QTest::newRow("port without value") << QStringList{ data, dir, QStringLiteral("--port") };
-    QTest::newRow("zero token lifetime") << QStringList{ data, dir, QStringLiteral("--token-ttl"),
-                                                         QStringLiteral("0") };
-    QTest::newRow("negative token lifetime")
-            << QStringList{ data, dir, QStringLiteral("--token-ttl"), QStringLiteral("-5") };
-}
-
-void TestServerCommandLine::rejectsBadOptions()
-{
-    QFETCH(QStringList, arguments);
-    QByteArray error;
-    QCOMPARE(runToExit(arguments, &error), 2);
-    QVERIFY(!error.isEmpty());
-}
-
-void TestServerCommandLine::rejectsInvalidSeeds_data()
-{
-    QTest::addColumn<QByteArray>("seed");
-    const QByteArray user = R"({"id":"u-1","account":"one","password":"p"})";
-    const QByteArray creator = R"("members":[{"userId":"u-1","role":"CREATOR"}])";
-    auto workspace = [&](const QByteArray& extra) {
-        return R"({"users":[)" + user + R"(],"workspaces":[{"id":"w","name":"W",)" + creator + extra + "}]}";
-    };
-    QTest::newRow("not JSON") << QByteArray("{users:");
-    QTest::newRow("no users") << QByteArray(R"({"workspaces":[]})");
-    QTest::newRow("users not an array") << QByteArray(R"({"users":{},"workspaces":[]})");
-    QTest::newRow("password missing") << QByteArray(R"({"users":[{"id":"u","account":"a"}],"workspaces":[]})");
-    QTest::newRow("account twice") << QByteArray(
-            R"({"users":[{"id":"u","account":"a","password":"p"},{"id":"v","account":"a","password":"p"}],"workspaces":[]})");
-    QTest::newRow("no creator") << QByteArray(
-            R"({"users":[)" + user
-            + R"(],"workspaces":[{"id":"w","name":"W","members":[{"userId":"u-1","role":"ADMIN"}]}]})");
-    QTest::newRow("unknown member") << QByteArray(
-            R"({"users":[)" + user
-            + R"(],"workspaces":[{"id":"w","name":"W","members":[{"userId":"u-9","role":"CREATOR"}]}]})");
-    QTest::newRow("member without value") << QByteArray(
-            R"({"users":[)" + user
-            + R"(,{"id":"u-2","account":"two","password":"p"}],"workspaces":[{"id":"w","name":"W","members":[{"userId":"u-1","role":"CREATOR"},{"userId":"u-2","role":"MEMBER"}]}]})");
-    QTest::newRow("name with slash") << workspace(R"(,"tree":[{"type":"folder","name":"a/b"}])");
-    QTest::newRow("name dot dot") << workspace(R"(,"tree":[{"type":"file","name":".."}])");
-    QTest::newRow("name with control character") << workspace(R"(,"tree":[{"type":"file","name":"a\u0001"}])");
-    QTest::newRow("sibling names equal") << workspace(
-            R"(,"tree":[{"type":"file","name":"a"},{"type":"folder","name":"a"}])");
-    QTest::newRow("node id twice") << workspace(
-            R"(,"tree":[{"type":"file","name":"a","id":"x"},{"type":"file","name":"b","id":"x"}])");
-    QTest::newRow("content and size") << workspace(R"(,"tree":[{"type":"file","name":"a","content":"x","size":3}])");
-    QTest::newRow("bad base64") << workspace(R"(,"tree":[{"type":"file","name":"a","contentBase64":"!!"}])");
-    QTest::newRow("folder with content") << workspace(R"(,"tree":[{"type":"folder","name":"a","content":"x"}])");
-    QTest::newRow("revision zero") << workspace(R"(,"tree":[{"type":"file","name":"a","revision":0}])");
-    QTest::newRow("unknown type") << workspace(R"(,"tree":[{"type":"link","name":"a"}])");
-    QTest::newRow("latest installer unknown") << QByteArray(
-            R"({"users":[],"workspaces":[],"versions":{"latest":{"version":"1.0","installer":"x.exe"}}})");
-}
-
-void TestServerCommandLine::rejectsInvalidSeeds()
-{
-    QFETCH(QByteArray, seed);
-    QTemporaryDir dir;
-    const QString data = dir.filePath(QStringLiteral("data"));
-    QByteArray error;
-    QCOMPARE(runToExit({ QStringLiteral("--port"), QStringLiteral("0"), QStringLiteral("--data"), data,
-                         QStringLiteral("--seed"), writeSeed(dir, seed) },
-                       &error),
-             1);
-    QVERIFY(!error.isEmpty());
-    // Nothing half-written that a later start would take for a database.
-    QVERIFY(!QFile::exists(data + QStringLiteral("/zyr.db")));
-}
-
-void TestServerCommandLine::needsSeedForFreshDirectory()
-{
-    QTemporaryDir dir;
-    QCOMPARE(runToExit({ QStringLiteral("--port"), QStringLiteral("0"), QStringLiteral("--data"),
-                         dir.filePath(QStringLiteral("data")) }),
-             1);
-}
-
-void TestServerCommandLine::temporaryDataDirectoryWithoutOption()
-{
-    ServerProcess server;
-    QVERIFY(server.start(QString(), ServerProcess::sampleSeed(), {}));
-    const QRegularExpression line(QStringLiteral("data directory (\\S+) \\(temporary\\)"));
-    QTRY_VERIFY(line.match(QString::fromUtf8(server.standardError())).hasMatch());
-    const auto match = line.match(QString::fromUtf8(server.standardError()));
-    const QString data = match.captured(1);
-    QVERIFY(QFile::exists(data + QStringLiteral("/zyr.db")));
-    HttpClient client(server.baseUrl());
-    QVERIFY(!client.signIn(Alice, AlicePassword).isEmpty());
+    auto quick = options({ u"--verbose"_s }, &dir,
+                         R"({"users":[{"id":"u","account":"alice","password":"alice-pass"}],"workspaces":[],
+                             "installers":[{"name":"tool.bin","content":"tool"}]})");
+    quick.enableAdmin = false;
+    quick.ownDataDirectory = false;
+    CloudServerFixture server(quick);
+    QVERIFY2(server.start(), qPrintable(server.errorString()));
+    const auto data = QRegularExpression(u"data directory (\\S+) \\(temporary\\)"_s)
+                              .match(QString::fromUtf8(server.standardError()))
+                              .captured(1);
+    QVERIFY(QFile::exists(data + u"/zyr.db"_s));
+    const QString token = server.signIn();
+    QCOMPARE(server.request("GET", "/api/v1/users/me", {}, token).status, 200);
+    QCOMPARE(server.request("GET", "/downloads/tool.bin").body, "tool");
+    for (const QByteArray route : { "/downloads/versions.xml", "/downloads/latest", "/admin/faults" })
+        QCOMPARE(server.request("GET", route).status, 404);
     QCOMPARE(server.stop(), 0);
     QVERIFY(!QFile::exists(data));
+    QCOMPARE(server.standardOutput(), "listening on 127.0.0.1:" + QByteArray::number(server.baseUrl().port()) + '\n');
+    const QByteArray log = server.standardError();
+    QVERIFY(log.contains("GET /api/v1/users/me -> 200"));
+    QVERIFY(!log.contains("alice-pass") && !log.contains(token.toUtf8()));
 }
 
-void TestServerCommandLine::curlSignInFromReadme()
+void TestServerCommandLine::stopsOnSigint() // SIGTERM: every other stop()
 {
-    // As in server/README.md: no --data, the sample seed, a free port.
-    ServerProcess server;
-    QVERIFY(server.start(QString(), ServerProcess::sampleSeed(), {}));
-    // The line of server/README.md, with this server's port.
-    QProcess curl;
-    curl.start(QStringLiteral("curl"),
-               { QStringLiteral("-s"), QStringLiteral("-H"), QStringLiteral("Content-Type: application/json"),
-                 QStringLiteral("-d"), QStringLiteral(R"({"account":"alice","password":"alice-pass"})"),
-                 QStringLiteral("http://127.0.0.1:%1/api/v1/auth/login").arg(server.port()) });
-    if (!curl.waitForStarted()) {
-        QSKIP("curl is not installed");
-    }
-    QVERIFY(curl.waitForFinished());
-    const QJsonObject token = HttpReply{ 200, QNetworkReply::NoError, curl.readAllStandardOutput(), {} }.object();
-    QVERIFY(QRegularExpression(QStringLiteral("^at-[0-9a-f]{32}$"))
-                    .match(token.value(QStringLiteral("accessToken")).toString())
-                    .hasMatch());
-    QCOMPARE(token.value(QStringLiteral("tokenType")).toString(), QStringLiteral("Bearer"));
-    QCOMPARE(token.value(QStringLiteral("expiresIn")).toInt(), 86400);
+    CloudServerFixture server(options());
+    QVERIFY2(server.start(), qPrintable(server.errorString()));
+    // An idle keep-alive connection and a held request do not keep it.
+    QCOMPARE(server.request("GET", "/downloads/versions.xml").status, 200);
+    server.addFault({ { "pathPrefix", "/downloads/latest" }, { "hang", true }, { "times", 2 } });
+    QTcpSocket* held = server.openRaw("GET", "/downloads/latest", {}, -1, {}, this);
+    QTRY_COMPARE(server.request("GET", "/admin/faults").items()[0][u"times"].toInt(), 1);
+    QCOMPARE(server.stop(SIGINT), 0);
+    QTRY_VERIFY(held->peek(12) == "HTTP/1.1 503"); // released
 }
 
-void TestServerCommandLine::restartKeepsEverything()
+void TestServerCommandLine::refusesToStart_data()
 {
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QByteArray>("seed");
+    QTest::addColumn<int>("exitCode");
+    const auto option = [](const char* name, const QStringList& arguments) {
+        QTest::newRow(name) << arguments << QByteArray() << 2;
+    };
+    option("unknown option", { u"--colour"_s });
+    option("port not a number", { u"--port"_s, u"eighty"_s });
+    option("port too large", { u"--port"_s, u"70000"_s });
+    option("port without value", { u"--port"_s });
+    option("zero token lifetime", { u"--token-ttl"_s, u"0"_s });
+    option("token lifetime past 64 bits", { u"--token-ttl"_s, u"99999999999999999999"_s });
+    const auto seed
+            = [](const char* name, const QByteArray& text) { QTest::newRow(name) << QStringList() << text << 1; };
+    const QByteArray user = R"({"id":"u-1","account":"one","password":"p"})";
+    const auto tree = [&](const QByteArray& nodes) {
+        return R"({"users":[)" + user + R"(],"workspaces":[{"id":"w","name":"W",)"
+                + R"("members":[{"userId":"u-1","role":"CREATOR"}],"tree":[)" + nodes + "]}]}";
+    };
+    seed("no seed for a fresh directory", QByteArray());
+    seed("seed not JSON", "{users:");
+    seed("account twice", R"({"users":[)" + user + "," + user + R"(],"workspaces":[]})");
+    seed("no creator", tree("").replace("CREATOR", "ADMIN"));
+    seed("invalid name", tree(R"({"type":"folder","name":"a/b"})"));
+    seed("sibling names equal", tree(R"({"type":"file","name":"a"},{"type":"folder","name":"a"})"));
+    seed("node id twice", tree(R"({"type":"file","name":"a","id":"x"},{"type":"file","name":"b","id":"x"})"));
+    seed("padding inside base64", tree(R"({"type":"file","name":"a","contentBase64":"QQ=A"})"));
+    seed("latest installer unknown",
+         R"({"users":[],"workspaces":[],"versions":{"latest":{"version":"1","installer":"x"}}})");
+}
+
+void TestServerCommandLine::refusesToStart()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QByteArray, seed);
+    QFETCH(int, exitCode);
     QTemporaryDir dir;
-    const QString data = dir.filePath(QStringLiteral("data"));
-    auto server = std::make_unique<ServerProcess>();
-    QVERIFY(server->start(data, ServerProcess::sampleSeed()));
-    QString token;
-    const QByteArray content = "kept across restarts";
+    CloudServerFixture server(options(arguments, &dir, seed));
+    QVERIFY(!server.start());
+    QCOMPARE(server.stop(), exitCode);
+    QVERIFY(!server.standardError().isEmpty());
+    // Nothing half-written that a later start would take for a database.
+    QVERIFY(!QFile::exists(server.dataDirectory() + u"/zyr.db"_s));
+}
+
+void TestServerCommandLine::restartKeepsDataTokensAndUnfinishedUploads()
+{
+    CloudServerFixture server(options());
+    QVERIFY2(server.start(), qPrintable(server.errorString()));
+    const QString token = server.signIn();
+    const QByteArray file
+            = server.upload(token, u"w-design"_s, u"/Kept/a.txt"_s, "kept").data()[u"id"].toString().toUtf8();
     const QByteArray partial(3000, 'p');
-    {
-        HttpClient client(server->baseUrl());
-        token = client.signIn(Alice, AlicePassword);
-        QCOMPARE(client.postJson(QStringLiteral("/api/v1/workspaces/w-design/folders"),
-                                 { { QStringLiteral("parentId"), QString() },
-                                   { QStringLiteral("name"), QStringLiteral("Kept") } })
-                         .status,
-                 200);
-        const HttpReply upload = client.send(
-                "PUT",
-                HttpClient::uploadTarget(QStringLiteral("w-design"), QStringLiteral("/Kept/a.txt"), content.size(), 0),
-                content, { { "Content-Type", "application/octet-stream" } });
-        QVERIFY2(upload.status == 200, upload.body.constData());
-        QCOMPARE(client.postJson(QStringLiteral("/api/v1/workspaces/w-design/attributes"),
-                                 { { QStringLiteral("path"), QStringLiteral("/Kept/a.txt") },
-                                   { QStringLiteral("attributes"),
-                                     QJsonObject{ { QStringLiteral("k"), QStringLiteral("v") } } } })
-                         .status,
-                 200);
-        // An upload cut off after 3000 of 10000 bytes.
-        QObject owner;
-        QTcpSocket* socket = client.startPartialUpload(QStringLiteral("w-design"), QStringLiteral("/Kept/part.bin"),
-                                                       10000, 0, partial, &owner);
-        QTRY_COMPARE(client.get(QStringLiteral("/api/v1/workspaces/w-design/meta?path=%1")
-                                        .arg(HttpClient::q(QStringLiteral("/Kept/part.bin"))))
-                             .data()
-                             .value(QStringLiteral("uploadedSize"))
-                             .toInt(),
-                     3000);
-        socket->abort();
-        QTRY_VERIFY(!client.get(QStringLiteral("/api/v1/workspaces/w-design/meta?path=%1")
-                                        .arg(HttpClient::q(QStringLiteral("/Kept/part.bin"))))
-                             .data()
-                             .value(QStringLiteral("uploading"))
-                             .toBool());
-    }
-    QCOMPARE(server->stop(), 0);
+    const QByteArray target = CloudServerFixture::uploadTarget(u"w-design"_s, u"/Kept/part.bin"_s, 10000, 0);
+    QTcpSocket* socket = server.openRaw("PUT", target, token, 10000, partial, this);
+    const QByteArray part = "/api/v1/workspaces/w-design/meta?path=%2FKept%2Fpart.bin";
+    QTRY_COMPARE(server.request("GET", part, {}, token).data()[u"uploadedSize"].toInt(), 3000);
+    socket->abort();
+    QTRY_VERIFY(!server.request("GET", part, {}, token).data()[u"uploading"].toBool());
+    QCOMPARE(server.stop(), 0);
 
-    server = std::make_unique<ServerProcess>();
-    QVERIFY(server->start(data, ServerProcess::sampleSeed())); // seed ignored now
-    HttpClient client(server->baseUrl());
-    client.setToken(token); // tokens outlive the restart
-    const HttpReply file = client.get(QStringLiteral("/api/v1/workspaces/w-design/meta?path=%1")
-                                              .arg(HttpClient::q(QStringLiteral("/Kept/a.txt"))));
-    QCOMPARE(file.status, 200);
-    const QString fileId = file.data().value(QStringLiteral("id")).toString();
-    QCOMPARE(client.get(QStringLiteral("/api/v1/workspaces/w-design/files/%1/content").arg(fileId)).body, content);
-    QCOMPARE(client.get(QStringLiteral("/api/v1/workspaces/w-design/attributes?id=%1").arg(fileId))
-                     .object()
-                     .value(QStringLiteral("data"))
-                     .toArray()
-                     .size(),
-             1);
-
-    const HttpReply part = client.get(QStringLiteral("/api/v1/workspaces/w-design/meta?path=%1")
-                                              .arg(HttpClient::q(QStringLiteral("/Kept/part.bin"))));
-    QCOMPARE(part.data().value(QStringLiteral("uploading")).toBool(), false);
-    QCOMPARE(part.data().value(QStringLiteral("uploadedSize")).toInt(), 3000);
+    QVERIFY2(server.start(), qPrintable(server.errorString())); // the seed is ignored now
+    QCOMPARE(server.request("GET", "/api/v1/workspaces/w-design/files/" + file + "/content", {}, token).body, "kept");
+    QCOMPARE(server.request("GET", part, {}, token).data()[u"uploadedSize"].toInt(), 3000);
     const QByteArray rest(7000, 'r');
-    const HttpReply resumed = client.send(
-            "PUT", HttpClient::uploadTarget(QStringLiteral("w-design"), QStringLiteral("/Kept/part.bin"), 10000, 3000),
-            rest, { { "Content-Type", "application/octet-stream" } });
-    QCOMPARE(resumed.status, 200);
-    QCOMPARE(resumed.data().value(QStringLiteral("digest")).toString(),
+    const auto resumed = server.upload(token, u"w-design"_s, u"/Kept/part.bin"_s, rest, 3000);
+    QCOMPARE(resumed.data()[u"digest"].toString(),
              QString::fromLatin1(QCryptographicHash::hash(partial + rest, QCryptographicHash::Sha256).toHex()));
-    QCOMPARE(server->stop(), 0);
 }
 
 QTEST_GUILESS_MAIN(TestServerCommandLine)

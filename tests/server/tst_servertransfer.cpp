@@ -1,49 +1,44 @@
 // SPDX-License-Identifier: MIT
 // SPDX-FileCopyrightText: 2026 The ZYR developers
 //
-// Downloads with ranges, resumable uploads, new versions and many
-// transfers at once.
+// Ranged downloads, resumable uploads and new versions, many uploads at
+// once, the version list and installers; and faults on demand (malformed
+// ones are rows of tst_serverrules).
 
-#include "HttpClient.h"
-#include "ServerProcess.h"
+#include <CloudServerFixture.h>
 
 #include <QCryptographicHash>
-#include <QDateTime>
-#include <QRandomGenerator>
-#include <QRegularExpression>
-#include <QSignalSpy>
+#include <QElapsedTimer>
 #include <QTcpSocket>
-#include <QTemporaryDir>
 #include <QTest>
 
+#include <algorithm>
 #include <memory>
-#include <vector>
+
+using namespace Qt::StringLiterals;
 
 namespace {
-const QString Design = "/api/v1/workspaces/w-design";
-const QByteArray Octets = "application/octet-stream";
-const RawHeaders OctetStream{ { "Content-Type", "application/octet-stream" } };
+const QByteArray D = "/api/v1/workspaces/w-design";
+const QString Design = u"w-design"_s;
 
 QString sha256(const QByteArray& bytes)
 {
     return QString::fromLatin1(QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex());
 }
 
-// The seed's generated content: byte i is i mod 251.
+// Byte i is (first + i) mod 251, as in the seed's generated content.
 QByteArray generated(qint64 first, qint64 count)
 {
     QByteArray bytes(count, Qt::Uninitialized);
-    for (qint64 i = 0; i < count; ++i) {
+    for (qint64 i = 0; i < count; ++i)
         bytes[i] = char((first + i) % 251);
-    }
     return bytes;
 }
 
-QByteArray randomBytes(qsizetype size)
+void row(const char* name, const char* file, const char* range, int status, const char* contentRange,
+         const QByteArray& body)
 {
-    QByteArray bytes(size, Qt::Uninitialized);
-    QRandomGenerator::global()->fillRange(reinterpret_cast<quint32*>(bytes.data()), size / 4);
-    return bytes;
+    QTest::newRow(name) << QByteArray(file) << QByteArray(range) << status << QByteArray(contentRange) << body;
 }
 } // namespace
 
@@ -52,368 +47,278 @@ class TestServerTransfer : public QObject {
 
 private Q_SLOTS:
     void initTestCase();
-    void downloadWholeFile();
-    void downloadRanges_data();
-    void downloadRanges();
-    void downloadErrors();
-    void uploadCreatesFileAndParents();
-    void uploadOverExistingMakesNewVersion();
-    void uploadChecks_data();
-    void uploadChecks();
-    void streamingUploadIsVisible();
-    void resumeAfterAbortedUpload();
-    void uploadReplyCutByFault();
-    void emptyFile();
-    void deleteDiscardsUnfinishedUploads();
-    void concurrentTransfers();
+    void ranges_data();
+    void ranges();
+    void uploadsMakeParentsAndVersions();
+    void resumableUploadState();
+    void hundredUploadsAtOnceAreAllAnswered();
+    void versionListAndInstallers();
+    void faultsMatchInOrderAndCountDown();
+    void cutBodyKeepsContentLength_data();
+    void cutBodyKeepsContentLength();
+    void heldRequestsWaitForTheClientOrAClear();
+    void cleanup();
 
 private:
-    HttpReply upload(const QString& path, const QByteArray& bytes, qint64 size = -1, qint64 offset = 0,
-                     const QString& workspace = "w-design");
-    QJsonObject metaByPath(const QString& path);
+    CloudServerFixture::Reply get(const QByteArray& route);
+    QJsonObject meta(const QString& path);
+    CloudServerFixture::Reply upload(const QString& path, const QByteArray& bytes, qint64 offset = 0);
+    QTcpSocket* startUpload(const QString& path, qint64 size, const QByteArray& firstBytes);
+    void breakUpload(const QString& path, qint64 size, const QByteArray& sent);
 
-    QTemporaryDir m_dir;
-    ServerProcess m_server;
-    std::unique_ptr<HttpClient> m_alice;
+    std::unique_ptr<CloudServerFixture> m_cloud;
+    QString m_alice;
 };
 
 void TestServerTransfer::initTestCase()
 {
-    QVERIFY(m_server.start(m_dir.filePath("data"), ServerProcess::sampleSeed()));
-    m_alice = std::make_unique<HttpClient>(m_server.baseUrl());
-    QVERIFY(!m_alice->signIn("alice", "alice-pass").isEmpty());
+    m_cloud = std::make_unique<CloudServerFixture>();
+    QVERIFY2(m_cloud->start(), qPrintable(m_cloud->errorString()));
+    m_alice = m_cloud->signIn();
+    QVERIFY(!m_alice.isEmpty());
 }
 
-HttpReply TestServerTransfer::upload(const QString& path, const QByteArray& bytes, qint64 size, qint64 offset,
-                                     const QString& workspace)
+void TestServerTransfer::cleanup()
 {
-    if (size < 0) {
-        size = offset + bytes.size();
-    }
-    return m_alice->send("PUT", HttpClient::uploadTarget(workspace, path, size, offset), bytes, OctetStream);
+    QVERIFY(m_cloud->clearFaults());
 }
 
-QJsonObject TestServerTransfer::metaByPath(const QString& path)
+CloudServerFixture::Reply TestServerTransfer::get(const QByteArray& route)
 {
-    return m_alice->get(Design + "/meta?path=" + HttpClient::q(path)).data();
+    return m_cloud->request("GET", route, {}, m_alice);
 }
 
-void TestServerTransfer::downloadWholeFile()
+QJsonObject TestServerTransfer::meta(const QString& path)
 {
-    // QNetworkAccessManager offers gzip; the server must not use it.
-    const HttpReply reply
-            = m_alice->get(Design + "/files/f-big/content", { { "Accept-Encoding", "gzip, deflate, br" } });
-    QCOMPARE(reply.status, 200);
-    QCOMPARE(reply.header("Content-Length"), QByteArray("1048576"));
-    QCOMPARE(reply.header("Content-Type"), Octets);
-    QCOMPARE(reply.header("Accept-Ranges"), QByteArray("bytes"));
-    QVERIFY(reply.header("Content-Encoding").isEmpty());
-    QCOMPARE(reply.body, generated(0, 1048576));
-    QCOMPARE(QString::fromLatin1(reply.header("X-Digest")), sha256(reply.body));
+    return get(D + "/meta?path=" + QUrl::toPercentEncoding(path)).data();
 }
 
-void TestServerTransfer::downloadRanges_data()
+CloudServerFixture::Reply TestServerTransfer::upload(const QString& path, const QByteArray& bytes, qint64 offset)
 {
+    return m_cloud->upload(m_alice, Design, path, bytes, offset);
+}
+
+// An upload of `size` bytes of which only `firstBytes` are sent: it streams
+// until the socket writes more or is aborted.
+QTcpSocket* TestServerTransfer::startUpload(const QString& path, qint64 size, const QByteArray& firstBytes)
+{
+    const QByteArray target = CloudServerFixture::uploadTarget(Design, path, size, 0);
+    return m_cloud->openRaw("PUT", target, m_alice, size, firstBytes, this);
+}
+
+// An upload of `size` bytes broken off after `sent` of them.
+void TestServerTransfer::breakUpload(const QString& path, qint64 size, const QByteArray& sent)
+{
+    QTcpSocket* socket = startUpload(path, size, sent);
+    QTRY_COMPARE(meta(path)[u"uploadedSize"].toInteger(), sent.size());
+    socket->abort();
+    QTRY_VERIFY(!meta(path)[u"uploading"].toBool());
+}
+
+void TestServerTransfer::ranges_data()
+{
+    QTest::addColumn<QByteArray>("file");
     QTest::addColumn<QByteArray>("range");
     QTest::addColumn<int>("status");
     QTest::addColumn<QByteArray>("contentRange");
     QTest::addColumn<QByteArray>("body");
-    // f-overview holds "hello world" (11 bytes).
-    QTest::newRow("first byte") << QByteArray("bytes=0-0") << 206 << QByteArray("bytes 0-0/11") << QByteArray("h");
-    QTest::newRow("open end") << QByteArray("bytes=6-") << 206 << QByteArray("bytes 6-10/11") << QByteArray("world");
-    QTest::newRow("end past the size") << QByteArray("bytes=6-100") << 206 << QByteArray("bytes 6-10/11")
-                                       << QByteArray("world");
-    QTest::newRow("last byte") << QByteArray("bytes=10-10") << 206 << QByteArray("bytes 10-10/11") << QByteArray("d");
-    QTest::newRow("whole file as range") << QByteArray("bytes=0-") << 206 << QByteArray("bytes 0-10/11")
-                                         << QByteArray("hello world");
-    QTest::newRow("start at the size") << QByteArray("bytes=11-") << 416 << QByteArray("bytes */11") << QByteArray();
-    QTest::newRow("start past the size") << QByteArray("bytes=50-60") << 416 << QByteArray("bytes */11")
-                                         << QByteArray();
-    QTest::newRow("suffix range") << QByteArray("bytes=-5") << 400 << QByteArray() << QByteArray();
-    QTest::newRow("two ranges") << QByteArray("bytes=0-1,3-4") << 400 << QByteArray() << QByteArray();
-    QTest::newRow("other unit") << QByteArray("items=0-1") << 400 << QByteArray() << QByteArray();
-    QTest::newRow("reversed") << QByteArray("bytes=5-2") << 400 << QByteArray() << QByteArray();
-    QTest::newRow("garbage") << QByteArray("bytes=a-b") << 400 << QByteArray() << QByteArray();
+    // f-overview holds "hello world" (11 bytes), f-big 1 MiB of generated bytes.
+    row("no range", "f-overview", "", 200, "", "hello world");
+    row("open end", "f-overview", "bytes=6-", 206, "bytes 6-10/11", "world");
+    row("end past the size", "f-overview", "bytes=6-99", 206, "bytes 6-10/11", "world");
+    row("start at the size", "f-overview", "bytes=11-", 416, "bytes */11", "");
+    row("suffix", "f-overview", "bytes=-5", 400, "", "");
+    row("two ranges", "f-overview", "bytes=0-1,3-4", 400, "", "");
+    row("reversed", "f-overview", "bytes=5-2", 400, "", "");
+    row("tail of a large file", "f-big", "bytes=1000000-", 206, "bytes 1000000-1048575/1048576",
+        generated(1000000, 48576));
+    row("a folder", "f-design", "", 400, "", "");
 }
 
-void TestServerTransfer::downloadRanges()
+void TestServerTransfer::ranges()
 {
+    QFETCH(QByteArray, file);
     QFETCH(QByteArray, range);
     QFETCH(int, status);
     QFETCH(QByteArray, contentRange);
     QFETCH(QByteArray, body);
-    const HttpReply reply = m_alice->get(Design + "/files/f-overview/content", { { "Range", range } });
+    // The manager offers gzip; byte ranges only mean something without it.
+    CloudServerFixture::Headers headers{ { "Accept-Encoding", "gzip, deflate" } };
+    if (!range.isEmpty())
+        headers.append({ "Range", range });
+    const auto reply = m_cloud->request("GET", D + "/files/" + file + "/content", {}, m_alice, {}, headers);
     QCOMPARE(reply.status, status);
     QCOMPARE(reply.header("Content-Range"), contentRange);
-    if (status == 206) {
+    QVERIFY(reply.header("Content-Encoding").isEmpty());
+    if (status < 300) {
         QCOMPARE(reply.body, body);
         QCOMPARE(reply.header("Content-Length"), QByteArray::number(body.size()));
     } else {
-        QCOMPARE(reply.object().value("code").toInt(), status);
+        QCOMPARE(reply.json().value(u"code").toInt(), status);
     }
 }
 
-void TestServerTransfer::downloadErrors()
+void TestServerTransfer::uploadsMakeParentsAndVersions()
 {
-    QCOMPARE(m_alice->get(Design + "/files/f-design/content").status, 400);
-    QCOMPARE(m_alice->get(Design + "/files/f-none/content").status, 404);
-    QCOMPARE(m_alice->get(Design + "/files/f-p-notes/content").status, 404); // another workspace
-    const HttpReply big = m_alice->get(Design + "/files/f-big/content", { { "Range", "bytes=1000000-" } });
-    QCOMPARE(big.status, 206);
-    QCOMPARE(big.header("Content-Range"), QByteArray("bytes 1000000-1048575/1048576"));
-    QCOMPARE(big.body, generated(1000000, 48576));
+    const QByteArray bytes = generated(1, 300000);
+    const auto quota = [this] { return get(D + "/quota").json().value(u"usedSize").toInteger(); };
+    const qint64 used = quota();
+    const QJsonObject file = upload(u"/Design/New/Deeper/data.bin"_s, bytes).data();
+    QVERIFY(file[u"digest"] == sha256(bytes) && file[u"revision"] == 1);
+    QCOMPARE(file[u"parentId"], meta(u"/Design/New/Deeper"_s)[u"id"]);
+    QCOMPARE(meta(u"/Design/New"_s)[u"parentId"].toString(), u"f-design"_s);
+    QCOMPARE(quota(), used + bytes.size());
+    QCOMPARE(upload(u"/empty.txt"_s, QByteArray()).data()[u"digest"].toString(), sha256(QByteArray()));
+
+    // Over an existing file: a new version with a new id, marks carried over.
+    QCOMPARE(m_cloud->request("POST", D + "/favorites", R"({"fileIds":["f-plan"]})", m_alice).status, 200);
+    const QJsonObject next = upload(u"Design/2019/plan.dwg"_s, "PLAN-REVISION-04").data();
+    const QByteArray id = next[u"id"].toString().toUtf8();
+    QVERIFY(id != "f-plan" && next[u"revision"] == 4);
+    QCOMPARE(get(D + "/meta?id=f-plan").status, 404);
+    QCOMPARE(get(D + "/files/" + id + "/content").body, "PLAN-REVISION-04");
+    QCOMPARE(get(D + "/attributes?id=" + id).json()[u"data"].toArray().size(), 2);
+    QCOMPARE(get(D + "/favorites").items()[0][u"id"], next[u"id"]);
 }
 
-void TestServerTransfer::uploadCreatesFileAndParents()
+void TestServerTransfer::resumableUploadState()
 {
-    const QByteArray bytes = randomBytes(300000);
-    const qint64 before = m_alice->get(Design + "/quota").object().value("usedSize").toInteger();
-    const HttpReply reply = upload("/Design/New/Deeper/data.bin", bytes);
-    QCOMPARE(reply.status, 200);
-    QCOMPARE(reply.object().value("code").toInt(), 0);
-    const QJsonObject file = reply.data();
-    QVERIFY(QRegularExpression("^f-\\d{6}$").match(file.value("id").toString()).hasMatch());
-    QCOMPARE(file.value("digest").toString(), sha256(bytes));
-    QCOMPARE(file.value("size").toInteger(), bytes.size());
-    QCOMPARE(file.value("uploadedSize").toInteger(), bytes.size());
-    QCOMPARE(file.value("revision").toInt(), 1);
-    QCOMPARE(file.value("uploading").toBool(), false);
-    QCOMPARE(file.value("path").toString(), QString("/Design/New/Deeper/data.bin"));
-
-    const QJsonObject deeper = metaByPath("/Design/New/Deeper");
-    QCOMPARE(deeper.value("isFolder").toBool(), true);
-    QCOMPARE(file.value("parentId").toString(), deeper.value("id").toString());
-    QCOMPARE(metaByPath("/Design/New").value("parentId").toString(), QString("f-design"));
-    QCOMPARE(m_alice->get(Design + "/files/" + file.value("id").toString() + "/content").body, bytes);
-    QCOMPARE(m_alice->get(Design + "/quota").object().value("usedSize").toInteger(), before + bytes.size());
-}
-
-void TestServerTransfer::uploadOverExistingMakesNewVersion()
-{
-    QCOMPARE(m_alice->postJson(Design + "/favorites", { { "fileIds", QJsonArray{ "f-plan" } } }).status, 200);
-    const QByteArray bytes = "PLAN-REVISION-04";
-    // parentPath is informative only: a wrong one does not matter.
-    const HttpReply reply = m_alice->send("PUT",
-                                          Design + "/upload?parentPath=%2Felsewhere&path="
-                                                  + HttpClient::q("Design/2019/plan.dwg") + "&size=16&offset=0",
-                                          bytes, OctetStream);
-    QCOMPARE(reply.status, 200);
-    const QJsonObject file = reply.data();
-    const QString id = file.value("id").toString();
-    QVERIFY(id != QString("f-plan"));
-    QCOMPARE(file.value("revision").toInt(), 4);
-    QCOMPARE(file.value("parentId").toString(), QString("f-2019"));
-    QVERIFY(qAbs(file.value("createTime").toInteger() - QDateTime::currentMSecsSinceEpoch()) < 60000);
-
-    QCOMPARE(m_alice->get(Design + "/meta?id=f-plan&withPath=true").status, 404);
-    QCOMPARE(m_alice->get(Design + "/files/f-plan/content").status, 404);
-    QCOMPARE(m_alice->get(Design + "/files/" + id + "/content").body, bytes);
-    QCOMPARE(m_alice->get(Design + "/attributes?id=" + id).object().value("data").toArray().size(), 2);
-    QCOMPARE(m_alice->get(Design + "/favorites").items().at(0).toObject().value("id").toString(), id);
-    QCOMPARE(m_alice->get(Design + "/thumbnail?id=" + id).status, 404);
-    QCOMPARE(m_alice->get(Design + "/children?id=f-2019").items().size(), 1);
-}
-
-void TestServerTransfer::uploadChecks_data()
-{
-    QTest::addColumn<QString>("query");
-    QTest::addColumn<QByteArray>("body");
-    QTest::addColumn<int>("status");
-    auto q = [](const QString& path) { return "path=" + HttpClient::q(path); };
-    QTest::newRow("body shorter than size") << q("/u1.bin") + "&size=10&offset=0" << QByteArray(5, 'x') << 400;
-    QTest::newRow("body longer than size") << q("/u1.bin") + "&size=3&offset=0" << QByteArray(5, 'x') << 400;
-    QTest::newRow("offset past size") << q("/u1.bin") + "&size=3&offset=4" << QByteArray() << 400;
-    QTest::newRow("negative size") << q("/u1.bin") + "&size=-1&offset=0" << QByteArray() << 400;
-    QTest::newRow("size not a number") << q("/u1.bin") + "&size=ten&offset=0" << QByteArray() << 400;
-    QTest::newRow("size missing") << q("/u1.bin") + "&offset=0" << QByteArray() << 400;
-    QTest::newRow("path missing") << QString("size=1&offset=0") << QByteArray("x") << 400;
-    QTest::newRow("path is the root") << q("/") + "&size=1&offset=0" << QByteArray("x") << 400;
-    QTest::newRow("invalid name") << q("/a..b") + "&size=1&offset=0" << QByteArray("x") << 400;
-    QTest::newRow("over the quota") << q("/huge.bin") + "&size=20000000000&offset=19999999999" << QByteArray("x")
-                                    << 400;
-    QTest::newRow("path names a folder") << q("/Design") + "&size=1&offset=0" << QByteArray("x") << 409;
-    QTest::newRow("path runs through a file") << q("/readme.md/x") + "&size=1&offset=0" << QByteArray("x") << 409;
-    QTest::newRow("resume without upload") << q("/never.bin") + "&size=4&offset=2" << QByteArray("xx") << 409;
-}
-
-void TestServerTransfer::uploadChecks()
-{
-    QFETCH(QString, query);
-    QFETCH(QByteArray, body);
-    QFETCH(int, status);
-    const HttpReply reply = m_alice->send("PUT", Design + "/upload?" + query, body, OctetStream);
-    QCOMPARE(reply.status, status);
-    QCOMPARE(reply.object().value("code").toInt(), status);
-    // The connection stays usable after a rejected body.
-    QCOMPARE(m_alice->get("/api/v1/users/me").status, 200);
-}
-
-void TestServerTransfer::streamingUploadIsVisible()
-{
-    const QByteArray bytes = randomBytes(200000);
-    QObject owner;
-    QTcpSocket* socket
-            = m_alice->startPartialUpload("w-design", "/Design/stream.bin", bytes.size(), 0, bytes.left(50000), &owner);
-    QTRY_COMPARE(metaByPath("/Design/stream.bin").value("uploadedSize").toInt(), 50000);
-    QJsonObject meta = metaByPath("/Design/stream.bin");
-    QCOMPARE(meta.value("uploading").toBool(), true);
-    QCOMPARE(meta.value("size").toInt(), bytes.size());
-    QCOMPARE(meta.value("digest").toString(), QString());
-    QCOMPARE(meta.value("revision").toInt(), 0);
-    QCOMPARE(meta.value("parentId").toString(), QString("f-design"));
-    QCOMPARE(meta.value("name").toString(), QString("stream.bin"));
-    const QString provisional = meta.value("id").toString();
-    QVERIFY(QRegularExpression("^up-\\d+$").match(provisional).hasMatch());
-    QCOMPARE(m_alice->get(Design + "/meta?id=" + provisional).status, 404);
-    QCOMPARE(m_alice->get(Design + "/files/" + provisional + "/content").status, 404);
-    QVERIFY(!m_alice->get(Design + "/children?id=f-design").items().contains(meta));
-
-    // While it streams, nobody else may upload that path.
-    QCOMPARE(upload("/Design/stream.bin", bytes).status, 409);
+    const QByteArray bytes = generated(2, 200000);
+    const QString path = u"/Design/stream.bin"_s;
+    QTcpSocket* socket = startUpload(path, bytes.size(), bytes.left(50000));
+    QTRY_COMPARE(meta(path)[u"uploadedSize"].toInt(), 50000);
+    const QJsonObject streaming = meta(path);
+    QVERIFY(streaming[u"uploading"].toBool() && streaming[u"size"] == bytes.size());
+    QCOMPARE(streaming[u"parentId"].toString(), u"f-design"_s);
+    const QByteArray provisional = streaming[u"id"].toString().toUtf8();
+    QVERIFY(provisional.startsWith("up-"));
+    QCOMPARE(get(D + "/meta?id=" + provisional).status, 404);
+    QVERIFY(!get(D + "/children?id=f-design").body.contains(provisional));
+    QCOMPARE(upload(path, bytes).status, 409); // nobody else while it streams
 
     socket->write(bytes.mid(50000, 50000));
-    QTRY_COMPARE(metaByPath("/Design/stream.bin").value("uploadedSize").toInt(), 100000);
+    QTRY_COMPARE(meta(path)[u"uploadedSize"].toInt(), 100000);
     socket->abort();
-    QTRY_COMPARE(metaByPath("/Design/stream.bin").value("uploading").toBool(), false);
-    QCOMPARE(metaByPath("/Design/stream.bin").value("uploadedSize").toInt(), 100000);
+    QTRY_VERIFY(!meta(path)[u"uploading"].toBool());
+    QCOMPARE(upload(path, bytes.mid(99999), 99999).status, 409); // not the bytes held
+    QCOMPARE(upload(path, bytes.mid(100000) + 'x', 100000).status, 409); // not the same size
+    QCOMPARE(meta(path)[u"uploadedSize"].toInt(), 100000);
+    QCOMPARE(upload(path, bytes.mid(100000), 100000).data()[u"digest"].toString(), sha256(bytes));
 
-    // Resuming needs exactly the bytes held and the same size.
-    QCOMPARE(upload("/Design/stream.bin", bytes.mid(99999), bytes.size(), 99999).status, 409);
-    QCOMPARE(upload("/Design/stream.bin", bytes.mid(100000), bytes.size() + 1, 100000).status, 400); // length mismatch
-    QCOMPARE(upload("/Design/stream.bin", bytes.mid(100000) + "x", bytes.size() + 1, 100000).status, 409);
-    QCOMPARE(metaByPath("/Design/stream.bin").value("uploadedSize").toInt(), 100000);
-    const HttpReply done = upload("/Design/stream.bin", bytes.mid(100000), bytes.size(), 100000);
-    QCOMPARE(done.status, 200);
-    QCOMPARE(done.data().value("digest").toString(), sha256(bytes));
-    QVERIFY(done.data().value("id").toString() != provisional);
-
-    // An unfinished upload under a missing folder has no parent id yet.
-    socket = m_alice->startPartialUpload("w-design", "/Later/x.bin", 10, 0, "abc", &owner);
-    QTRY_COMPARE(metaByPath("/Later/x.bin").value("uploadedSize").toInt(), 3);
-    QCOMPARE(metaByPath("/Later/x.bin").value("parentId").toString(), QString());
-    socket->abort();
-    // Starting over at offset 0 discards the bytes held.
-    QTRY_COMPARE(metaByPath("/Later/x.bin").value("uploading").toBool(), false);
-    QCOMPARE(upload("/Later/x.bin", "0123456789").data().value("digest").toString(), sha256("0123456789"));
+    // Below a folder still to be made; then discarded by starting over.
+    breakUpload(u"/Later/x.bin"_s, 10, "abc");
+    QCOMPARE(meta(u"/Later/x.bin"_s)[u"parentId"].toString(), QString());
+    QCOMPARE(upload(u"/Later/x.bin"_s, "0123456789").data()[u"digest"].toString(), sha256("0123456789"));
+    // Deleting the folder discards the unfinished uploads below it.
+    breakUpload(u"/Later/y.bin"_s, 10, "abc");
+    const QByteArray later = meta(u"/Later"_s)[u"id"].toString().toUtf8();
+    QCOMPARE(m_cloud->request("DELETE", D + "/files/" + later, {}, m_alice).status, 200);
+    QCOMPARE(upload(u"/Later/y.bin"_s, "defghij", 3).status, 409);
 }
 
-void TestServerTransfer::resumeAfterAbortedUpload()
+void TestServerTransfer::hundredUploadsAtOnceAreAllAnswered()
 {
-    // The delay holds the request before the server reads its body, so the
-    // client's abort lands while most of the body is still unsent: the
-    // server then finds the body cut off part-way.
-    const QByteArray bytes = randomBytes(32 * 1024 * 1024);
-    const QString path = "/Design/resumed.bin";
-    m_alice->addFault({ { "method", "PUT" },
-                        { "pathPrefix", "/api/v1/workspaces/w-design/upload" },
-                        { "delayMs", 1000 },
-                        { "times", 1 } });
-    QNetworkRequest request = m_alice->request(HttpClient::uploadTarget("w-design", path, bytes.size(), 0));
-    request.setHeader(QNetworkRequest::ContentTypeHeader, Octets);
-    request.setHeader(QNetworkRequest::ContentLengthHeader, bytes.size());
-    QNetworkReply* reply = m_alice->manager().put(request, bytes);
-    connect(reply, &QNetworkReply::uploadProgress, reply, [reply](qint64 sent, qint64) {
-        if (sent >= 1024 * 1024) {
-            reply->abort();
-        }
-    });
-    const HttpReply aborted = HttpClient::collect(reply);
-    QCOMPARE(aborted.error, QNetworkReply::OperationCanceledError);
-
-    QTRY_VERIFY(m_alice->get(Design + "/meta?path=" + HttpClient::q(path)).status == 200
-                && !metaByPath(path).value("uploading").toBool());
-    const qint64 held = metaByPath(path).value("uploadedSize").toInteger();
-    QVERIFY2(held > 0 && held < bytes.size(), QByteArray::number(held).constData());
-    QCOMPARE(metaByPath(path).value("size").toInteger(), bytes.size());
-    const HttpReply resumed = upload(path, bytes.mid(held), bytes.size(), held);
-    QCOMPARE(resumed.status, 200);
-    QCOMPARE(resumed.data().value("digest").toString(), sha256(bytes));
-    QCOMPARE(resumed.data().value("revision").toInt(), 1);
-    QVERIFY(m_alice->get(Design + "/files/" + resumed.data().value("id").toString() + "/content").body == bytes);
+    // More connections at once than a short listen queue holds: raw sockets,
+    // as a manager opens at most six per host, all connecting first.
+    constexpr int Uploads = 100;
+    const QByteArray content = generated(3, 1024 * 1024);
+    std::vector<QTcpSocket*> sockets;
+    for (int i = 0; i < Uploads; ++i)
+        sockets.push_back(startUpload(u"/Parallel/%1.bin"_s.arg(i), content.size(), {}));
+    for (QTcpSocket* socket : sockets)
+        socket->write(content);
+    const auto answered = [](QTcpSocket* s) { return s->peek(12) == "HTTP/1.1 200"; };
+    QTRY_VERIFY_WITH_TIMEOUT(
+            std::all_of(sockets.begin(), sockets.end(),
+                        [&](QTcpSocket* s) { return answered(s) || s->state() == QAbstractSocket::UnconnectedState; }),
+            120000);
+    QCOMPARE(std::count_if(sockets.begin(), sockets.end(), answered), Uploads);
+    QCOMPARE(get(D + "/children?path=%2FParallel").items().size(), Uploads);
 }
 
-void TestServerTransfer::uploadReplyCutByFault()
+void TestServerTransfer::versionListAndInstallers()
 {
-    m_alice->addFault({ { "method", "PUT" },
-                        { "pathPrefix", "/api/v1/workspaces/w-design/upload" },
-                        { "cutAfterBytes", 10 },
-                        { "times", 1 } });
-    const QByteArray bytes = "the reply to this upload is cut";
-    const HttpReply cut = upload("/Design/cut.txt", bytes);
-    QVERIFY(cut.body.size() <= 10); // the envelope is a few hundred bytes
-    // The upload itself was handled; only its answer broke off.
-    const QJsonObject meta = metaByPath("/Design/cut.txt");
-    QCOMPARE(meta.value("digest").toString(), sha256(bytes));
-    QCOMPARE(meta.value("uploading").toBool(), false);
-    QCOMPARE(upload("/Design/cut2.txt", bytes).status, 200); // the fault was for one request
+    const auto list = m_cloud->request("GET", "/downloads/versions.xml", {}, {}, {}, { { "Host", "up.example:8443" } });
+    QCOMPARE(list.header("Content-Type"), "application/xml; charset=utf-8");
+    const QByteArray latest
+            = R"(<latest version="1.3.0" path="http://up.example:8443/downloads/ZYRDesktopSetup-1.3.0.exe")";
+    const QByteArray lastHistory = R"(<historyRelease version="1.2.0" forceUpdate="true"/>)";
+    QVERIFY(list.body.contains(latest) && list.body.contains(lastHistory));
+    const auto redirect = m_cloud->request("GET", "/downloads/latest");
+    QCOMPARE(redirect.status, 302);
+    QCOMPARE(redirect.header("Location"), m_cloud->baseUrl().toEncoded() + "/downloads/ZYRDesktopSetup-1.3.0.exe");
+    const auto installer = m_cloud->request("GET", "/downloads/ZYRDesktopSetup-1.3.0.exe", {}, {}, {},
+                                            { { "Range", "bytes=10-19" } }); // ranges are not served here
+    QCOMPARE(installer.status, 200);
+    QCOMPARE(installer.body, generated(0, 262144));
+    QCOMPARE(m_cloud->request("GET", "/downloads/ZYRDesktopSetup-9.9.9.exe").status, 404);
 }
 
-void TestServerTransfer::emptyFile()
+void TestServerTransfer::faultsMatchInOrderAndCountDown()
 {
-    const HttpReply reply = upload("/empty.txt", QByteArray());
-    QCOMPARE(reply.status, 200);
-    QCOMPARE(reply.data().value("size").toInt(), 0);
-    QCOMPARE(reply.data().value("digest").toString(), sha256(QByteArray()));
-    const QString id = reply.data().value("id").toString();
-    const HttpReply download = m_alice->get(Design + "/files/" + id + "/content");
-    QCOMPARE(download.status, 200);
-    QCOMPARE(download.header("Content-Length"), QByteArray("0"));
-    QCOMPARE(m_alice->get(Design + "/files/" + id + "/content", { { "Range", "bytes=0-" } }).status, 416);
+    m_cloud->addFault({ { "pathPrefix", "/api/v1/users/me" }, { "delayMs", 600 }, { "times", 1 } });
+    QElapsedTimer delayed;
+    delayed.start();
+    QVERIFY(get("/api/v1/users/me").status == 200 && delayed.elapsed() >= 600); // late, then handled
+    m_cloud->addFault({ { "method", "POST" }, { "pathPrefix", "/api/v1" }, { "status", 418 }, { "times", 1 } });
+    m_cloud->addFault({ { "pathPrefix", "/api/v1/workspaces" }, { "status", 500 }, { "times", 2 } });
+    m_cloud->addFault({ { "pathPrefix", "/" }, { "status", 502 } });
+    const auto refused = m_cloud->request("POST", D + "/folders", R"({"parentId":"","name":"No"})", m_alice);
+    QCOMPARE(refused.json(), (QJsonObject{ { "code", 418 }, { "message", "injected fault" } }));
+    QCOMPARE(get(D + "/meta?path=%2FNo").status, 500); // the first fault is used up and gone
+    QCOMPARE(get("/admin/faults").items()[0][u"times"].toInt(), 1);
+    QCOMPARE(get("/api/v1/workspaces").status, 500);
+    QCOMPARE(get("/api/v1/workspaces").status, 502);
+    QCOMPARE(get("/admin/install-info").status, 200); // admin routes are never faulted
+    QVERIFY(m_cloud->clearFaults());
+    QCOMPARE(get(D + "/meta?path=%2FNo").status, 404); // the refused request did nothing
 }
 
-void TestServerTransfer::deleteDiscardsUnfinishedUploads()
+void TestServerTransfer::cutBodyKeepsContentLength_data()
 {
-    const QString folder = m_alice->postJson(Design + "/folders", { { "parentId", "" }, { "name", "Gone" } })
-                                   .object()
-                                   .value("id")
-                                   .toString();
-    QObject owner;
-    QTcpSocket* socket = m_alice->startPartialUpload("w-design", "/Gone/part.bin", 100, 0, QByteArray(40, 'g'), &owner);
-    QTRY_COMPARE(metaByPath("/Gone/part.bin").value("uploadedSize").toInt(), 40);
-    socket->abort();
-    QTRY_COMPARE(metaByPath("/Gone/part.bin").value("uploading").toBool(), false);
-    QCOMPARE(m_alice->del(Design + "/files/" + folder).status, 200);
-    QCOMPARE(m_alice->get(Design + "/meta?path=" + HttpClient::q("/Gone/part.bin")).status, 404);
-    QCOMPARE(upload("/Gone/part.bin", QByteArray(60, 'g'), 100, 40).status, 409);
+    QTest::addColumn<QByteArray>("route");
+    QTest::addColumn<int>("cutAfter");
+    QTest::newRow("file download") << QByteArray("/api/v1/workspaces/w-design/files/f-big/content") << 1000;
+    QTest::newRow("JSON reply") << QByteArray("/api/v1/users/me") << 5;
 }
 
-void TestServerTransfer::concurrentTransfers()
+void TestServerTransfer::cutBodyKeepsContentLength()
 {
-    constexpr int Uploads = 8;
-    constexpr int Downloads = 8;
-    // Two managers: more connections than one manager's six per host.
-    HttpClient second(m_server.baseUrl());
-    second.setToken(m_alice->token());
-    std::vector<QByteArray> contents;
-    std::vector<QNetworkReply*> uploads;
-    std::vector<QNetworkReply*> downloads;
-    for (int i = 0; i < Uploads; ++i) {
-        contents.push_back(randomBytes(2 * 1024 * 1024 + i * 4096));
-        HttpClient& client = i % 2 ? second : *m_alice;
-        QNetworkRequest request = client.request(HttpClient::uploadTarget(
-                "w-design", QStringLiteral("/Parallel/file-%1.bin").arg(i), contents.back().size(), 0));
-        request.setHeader(QNetworkRequest::ContentTypeHeader, Octets);
-        uploads.push_back(client.manager().put(request, contents.back()));
+    QFETCH(QByteArray, route);
+    QFETCH(int, cutAfter);
+    const QByteArray whole = get(route).body;
+    m_cloud->addFault(
+            { { "method", "GET" }, { "pathPrefix", route.data() }, { "cutAfterBytes", cutAfter }, { "times", 1 } });
+    // A raw socket shows exactly what arrives before the server closes;
+    // QNetworkAccessManager may report such a short body as a success.
+    QTcpSocket* socket = m_cloud->openRaw("GET", route, m_alice, -1, {}, this);
+    QTRY_COMPARE(socket->state(), QAbstractSocket::UnconnectedState);
+    const QByteArray received = socket->readAll();
+    const qsizetype headEnd = received.indexOf("\r\n\r\n") + 4;
+    QVERIFY(received.startsWith("HTTP/1.1 200"));
+    QVERIFY(received.left(headEnd).contains("Content-Length: " + QByteArray::number(whole.size())));
+    QCOMPARE(received.mid(headEnd), whole.left(cutAfter));
+}
+
+void TestServerTransfer::heldRequestsWaitForTheClientOrAClear()
+{
+    m_cloud->addFault({ { "pathPrefix", "/api/v1/auth/login-token" }, { "hang", true } });
+    QNetworkRequest request(m_cloud->baseUrl().resolved(QUrl(u"/api/v1/auth/login-token"_s)));
+    request.setRawHeader("Authorization", "Bearer " + m_alice.toUtf8());
+    request.setTransferTimeout(300);
+    std::vector<QNetworkReply*> replies;
+    for (int i = 0; i < 20; ++i)
+        replies.push_back(m_cloud->manager().get(request));
+    QTcpSocket* released = m_cloud->openRaw("GET", "/api/v1/auth/login-token", m_alice, -1, {}, this);
+    for (QNetworkReply* reply : replies) {
+        QTRY_VERIFY(reply->isFinished()); // only the client's time-out ends it
+        QCOMPARE(reply->error(), QNetworkReply::OperationCanceledError);
+        reply->deleteLater();
     }
-    for (int i = 0; i < Downloads; ++i) {
-        HttpClient& client = i % 2 ? *m_alice : second;
-        downloads.push_back(client.manager().get(client.request(Design + "/files/f-big/content")));
-    }
-    const QByteArray big = generated(0, 1048576);
-    for (QNetworkReply* reply : downloads) {
-        const HttpReply result = HttpClient::collect(reply);
-        QCOMPARE(result.status, 200);
-        QVERIFY(result.body == big);
-    }
-    for (int i = 0; i < Uploads; ++i) {
-        const HttpReply result = HttpClient::collect(uploads[std::size_t(i)]);
-        QCOMPARE(result.status, 200);
-        QCOMPARE(result.data().value("digest").toString(), sha256(contents[std::size_t(i)]));
-    }
-    // Every parent folder was made once, whatever the order of arrival.
-    const QJsonArray listed = m_alice->get(Design + "/children?path=%2FParallel").items();
-    QCOMPARE(listed.size(), Uploads);
-    QCOMPARE(m_alice->get(Design + "/children?id=").items().count(), 8); // 5 seeded + Later, Parallel, empty.txt
+    QCOMPARE(get("/api/v1/users/me").status, 200); // held requests keep no one else waiting
+    QVERIFY(!released->waitForReadyRead(100));
+    QVERIFY(m_cloud->clearFaults());
+    QTRY_VERIFY(released->peek(12) == "HTTP/1.1 503");
 }
 
 QTEST_GUILESS_MAIN(TestServerTransfer)

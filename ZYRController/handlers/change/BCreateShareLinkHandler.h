@@ -11,7 +11,8 @@
 namespace Trelan::Oku::ZYRController {
 
 /// Handler of the create-share-link request: the "data" object of a 200
-/// answer is the new link. Success: shareLink() is non-null.
+/// answer is the new link. Success: shareLink() is non-null. The update
+/// request's handler derives from this one and reads its answer alike.
 class ZYRCONTROLLER_EXPORT BCreateShareLinkHandler : public BReplyHandlerBase {
     Q_OBJECT
 public:
