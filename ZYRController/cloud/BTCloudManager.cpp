@@ -325,6 +325,9 @@ BTCloudManager::BTCloudManager() : QObject(nullptr), d(std::make_unique<BTCloudM
     d->openManager = new BFileOpenManager(this);
     d->childrenAttributesHelper = new BQueryChildrenAttributesHelper(this);
     d->attributeUpdateHelper = new BFileAttributeUpdateHelper(this);
+    // A child object: deleted after the destructor's body, whose last step
+    // cancels every request, so none of its requests can still answer.
+    d->attributeUpdateHelper->setParent(this);
 
     connect(d->transferManager, &BFileTransferManager::fileUploaded, this, &BTCloudManager::slotFileUploaded);
     connect(d->openManager, &BFileOpenManager::uploadModifiedFileMetaAvailable, this,
@@ -353,9 +356,6 @@ BTCloudManager::~BTCloudManager()
     // Cancelled requests never call their owners back; the requests of the
     // helpers just deleted are cancelled before the event loop runs again.
     ZYRService::ZYRServiceUtil::CancelUnfinishedRequests();
-    // Last, when none of its requests can answer any more.
-    delete d->attributeUpdateHelper;
-    d->attributeUpdateHelper = nullptr;
 }
 
 MToken* BTCloudManager::getToken() const
@@ -662,8 +662,10 @@ void BTCloudManager::setActiveWorkspace(MWorkspace* workspace)
         QPointer<BTCloudManager> guard(this);
         queryFileMeta(workspace->getId(), workspace->getRootFolder());
         // The wait ran the event loop: a newer list may have replaced this one.
-        if (!guard || !d->workspaces.contains(workspace))
+        if (!guard || !d->workspaces.contains(workspace)) {
+            qCDebug(lcCloud) << "workspace left the list while its root was read; not activated";
             return;
+        }
     }
     d->activeWorkspace = workspace;
     d->activeWorkspaceLost = false;
@@ -801,6 +803,8 @@ void BTCloudManager::onQueryChildrenFinished(BReplyHandlerBase* handler)
     if (!folder)
         return;
     const int status = listingStatus(answer);
+    if (status != 200)
+        qCDebug(lcCloud) << "listing of folder" << folder->getId() << "not applied, status" << status;
     if (status == 200) {
         d->placeChildren(folder, answer->children());
         QPointer<BTCloudManager> guard(this);
@@ -834,8 +838,10 @@ void BTCloudManager::onQueryChildrenByInfoFinished(BReplyHandlerBase* handler)
         folder = d->resolveFolder(workspaceId, answer->key(), answer->isByPath());
         if (!guard)
             return;
-        if (!folder)
+        if (!folder) {
+            qCDebug(lcCloud) << "listed folder" << answer->key() << "could not be placed in the tree";
             status = AnswerNotApplied;
+        }
     }
     if (folder) {
         d->placeChildren(folder, answer->children());

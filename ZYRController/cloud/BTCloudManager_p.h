@@ -74,7 +74,7 @@ public:
     BFileTransferManager* transferManager = nullptr; // owned
     BFileOpenManager* openManager = nullptr; // owned
     BQueryChildrenAttributesHelper* childrenAttributesHelper = nullptr; // owned
-    BFileAttributeUpdateHelper* attributeUpdateHelper = nullptr; // owned, deleted last
+    BFileAttributeUpdateHelper* attributeUpdateHelper = nullptr; // a child object
     QString workspaceId;
     const BTimings timings;
 };

@@ -44,16 +44,6 @@ void BSyncWorkerManger::wait()
     release();
 }
 
-int BSyncWorkerManger::workerCount() const
-{
-    return int(m_workers.size());
-}
-
-int BSyncWorkerManger::endedCount() const
-{
-    return m_endedCount.loadRelaxed();
-}
-
 void BSyncWorkerManger::onEnded()
 {
     // Every ended() counts, a repeated one too.

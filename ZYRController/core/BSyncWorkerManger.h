@@ -35,9 +35,6 @@ public:
     /// Afterwards the list is cleared, the count reset and the timer stopped.
     void wait();
 
-    int workerCount() const;
-    int endedCount() const;
-
 Q_SIGNALS:
     /// Every listed worker has ended, or the interval has passed.
     void workFinished();

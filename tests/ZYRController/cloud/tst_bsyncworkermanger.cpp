@@ -61,7 +61,6 @@ void tst_BSyncWorkerManger::waitEndsWhenTheEndsAddUp()
     waiter.wait();
     QCOMPARE(loopRan, looped);
     QCOMPARE(timeouts.count() > 0, timedOut);
-    QVERIFY(waiter.workerCount() == 0 && waiter.endedCount() == 0);
 }
 
 QTEST_GUILESS_MAIN(tst_BSyncWorkerManger)
