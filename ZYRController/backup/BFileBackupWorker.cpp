@@ -24,7 +24,6 @@
 #include <QFileInfo>
 #include <QLoggingCategory>
 #include <QMap>
-#include <QNetworkReply>
 #include <QPair>
 #include <QPointer>
 #include <QTimer>
@@ -94,6 +93,8 @@ public:
 
     QString displayName;
     QString userFolder;
+    // Folders the view chose; a run starts its sync paths from them.
+    QMap<QString, QString> chosenPaths;
     QMap<QString, QString> syncPaths;
     QMap<QString, QString> workspaceNames;
     QSet<QString> backedUpWorkspaces;
@@ -107,7 +108,8 @@ public:
     std::unique_ptr<BFileCacheManager> cacheManager;
     std::unique_ptr<BFileTransferManager> transferManager;
     std::unique_ptr<QTimer> timer;
-    // Own requests in flight, cancelled when the run ends early.
+    // Own requests in flight (each leaves the list in its callback),
+    // cancelled when the run ends early.
     QList<QPointer<BReplyHandlerBase>> requests;
     // Transfer threads that reported to the queue; they live in the backup
     // thread and are waited for before it ends.
@@ -173,8 +175,10 @@ void BFileBackupWorker::setWorkspaceIdsToBackup(const QSet<QString>& workspaceId
 
 void BFileBackupWorker::addWorkspaceSyncPath(const QString& workspaceId, const QString& path)
 {
-    if (!isRunning() && !workspaceId.isEmpty() && !path.isEmpty())
-        d->syncPaths.insert(workspaceId, FileUtils::formatPath(QFileInfo(path).absoluteFilePath()));
+    if (isRunning() || workspaceId.isEmpty() || path.isEmpty())
+        return;
+    d->chosenPaths.insert(workspaceId, FileUtils::formatPath(QFileInfo(path).absoluteFilePath()));
+    d->syncPaths.insert(workspaceId, d->chosenPaths.value(workspaceId));
 }
 
 QString BFileBackupWorker::GetWorkspaceSyncPath(const QString& workspaceId) const
@@ -239,6 +243,7 @@ void BFileBackupWorker::run()
 void BFileBackupWorker::onQueryUserInfoFinished(BReplyHandlerBase* handler)
 {
     auto* info = qobject_cast<BQueryUserInfoHandler*>(handler);
+    d->requests.removeAll(handler);
     if (!info || d->ending)
         return;
     d->restartTimer();
@@ -260,6 +265,7 @@ void BFileBackupWorker::onQueryUserInfoFinished(BReplyHandlerBase* handler)
 void BFileBackupWorker::onQueryAllWorkspaceFinished(BReplyHandlerBase* handler)
 {
     auto* list = qobject_cast<BQueryAllWorkspaceHandler*>(handler);
+    d->requests.removeAll(handler);
     if (!list || d->ending)
         return;
     d->restartTimer();
@@ -285,6 +291,7 @@ void BFileBackupWorker::onQueryAllWorkspaceFinished(BReplyHandlerBase* handler)
 void BFileBackupWorker::onQueryChildrenFinished(BReplyHandlerBase* handler)
 {
     auto* children = qobject_cast<BQueryChildrenHandler*>(handler);
+    d->requests.removeAll(handler);
     if (!children || d->ending)
         return;
     d->restartTimer();
@@ -342,6 +349,7 @@ void BFileBackupWorkerPrivate::start()
     startedUp = listingFailed = ending = renameAtEnd = false;
     displayName.clear();
     userFolder.clear();
+    syncPaths = chosenPaths;
     retryCount = 0;
     timings = BTimings::current();
     if (userId.isEmpty() || accessToken.isEmpty() || backupDir.isEmpty() || workspaceIds.isEmpty()) {
@@ -429,8 +437,10 @@ void BFileBackupWorkerPrivate::leaveLoop(bool result, bool rename)
     success = result;
     renameAtEnd = rename;
     timer->stop();
+    // Only requests still in flight are listed: a finished one may already
+    // have lost its reply while its handler waits for deletion.
     for (const QPointer<BReplyHandlerBase>& handler : std::as_const(requests)) {
-        if (handler && handler->getReply() && !handler->getReply()->isFinished())
+        if (handler && !handler->isCancelled())
             handler->slotCancel();
     }
     // Nothing new starts; a transfer still running ends on its own reply or
@@ -605,7 +615,7 @@ void BFileBackupWorkerPrivate::renameUserAndWorkspaceFolder()
     for (const QString& id : std::as_const(backedUpWorkspaces)) {
         const QString current = syncPaths.value(id);
         // A folder the view chose stays where and as it is.
-        if (FileUtils::formatPath(QFileInfo(current).path()) != userFolder)
+        if (chosenPaths.contains(id) || FileUtils::formatPath(QFileInfo(current).path()) != userFolder)
             continue;
         const QString name = BFileBackupWorker::folderName(id, workspaceNames.value(id));
         const QString wanted = FileUtils::concat(userFolder, name);

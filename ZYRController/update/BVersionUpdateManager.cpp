@@ -22,8 +22,10 @@ BVersionUpdateManager::BVersionUpdateManager(QObject* parent) : QObject(parent) 
 
 BVersionUpdateManager::~BVersionUpdateManager()
 {
-    // A cancelled handler never calls back into this object.
-    if (m_query)
+    // A cancelled handler never calls back into this object. Both pointers
+    // are dropped in the callbacks: a finished handler may already have
+    // lost its reply while it waits for deletion.
+    if (m_query && !m_query->isCancelled())
         m_query->slotCancel();
     if (m_download)
         Q_EMIT requestCancelDownloadLatestVersion();
@@ -32,7 +34,7 @@ BVersionUpdateManager::~BVersionUpdateManager()
 
 void BVersionUpdateManager::queryLatestVersion(const QString& listAddress, const QString& currentVersion)
 {
-    if (m_query)
+    if (m_query && !m_query->isCancelled())
         m_query->slotCancel();
     auto* handler = new BVersionReplyHandler(new Caller(this, &BVersionUpdateManager::onQueryLatestVersionFinished),
                                              currentVersion);
@@ -42,6 +44,7 @@ void BVersionUpdateManager::queryLatestVersion(const QString& listAddress, const
 
 void BVersionUpdateManager::onQueryLatestVersionFinished(BReplyHandlerBase* handler)
 {
+    m_query = nullptr;
     auto* list = qobject_cast<BVersionReplyHandler*>(handler);
     if (!list)
         return;
@@ -71,8 +74,10 @@ bool BVersionUpdateManager::downloadLatestVersion(const QString& address, const 
     connect(this, SIGNAL(requestCancelDownloadLatestVersion()), handler, SLOT(slotCancel()));
     // After the handler's cancel (connection order): the aborted reply no
     // longer writes, and the partial installer goes.
-    m_cancelCleanup = connect(this, &BVersionUpdateManager::requestCancelDownloadLatestVersion, this,
-                              [this] { closeFile(true); });
+    m_cancelCleanup = connect(this, &BVersionUpdateManager::requestCancelDownloadLatestVersion, this, [this] {
+        releaseDownload();
+        closeFile(true);
+    });
     ZYRVersion::DownloadFile(address, handler);
     return true;
 }
@@ -87,6 +92,7 @@ void BVersionUpdateManager::onDownloadLatestVersionProgress(qint64 bytesReceived
 
 void BVersionUpdateManager::onDownloadLatestVersionFinished(BReplyHandlerBase* handler)
 {
+    releaseDownload();
     auto* download = qobject_cast<BDownloadFileHandler*>(handler);
     if (!download)
         return;
@@ -99,9 +105,17 @@ void BVersionUpdateManager::onDownloadLatestVersionFinished(BReplyHandlerBase* h
     Q_EMIT downloadLatestVersionFinished(ok);
 }
 
+void BVersionUpdateManager::releaseDownload()
+{
+    // The handler is done (or cancelled): no later cancel may reach it.
+    if (m_download)
+        disconnect(this, SIGNAL(requestCancelDownloadLatestVersion()), m_download, SLOT(slotCancel()));
+    m_download = nullptr;
+    disconnect(m_cancelCleanup);
+}
+
 void BVersionUpdateManager::closeFile(bool remove)
 {
-    disconnect(m_cancelCleanup);
     if (!m_file)
         return;
     m_file->close();

@@ -48,6 +48,7 @@ Q_SIGNALS:
     void requestCancelDownloadLatestVersion();
 
 private:
+    void releaseDownload();
     void closeFile(bool remove);
 
     std::unique_ptr<QFile> m_file;

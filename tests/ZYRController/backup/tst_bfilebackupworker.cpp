@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // SPDX-FileCopyrightText: 2026 The ZYR developers
 #include "CloudServerFixture.h"
-#include "ScriptedHttpServer.h"
+#include "LoopbackServer.h"
 #include "../transfer/TransferTestUtils.h"
 
 #include <ZYRCommon/ApplicationSettings.h>
@@ -11,21 +11,19 @@
 #include <ZYRService/ZYRServiceUtil.h>
 
 #include <QDirIterator>
-#include <QElapsedTimer>
 #include <QJsonArray>
 #include <QTemporaryDir>
 #include <QTest>
-#include <functional>
 #include <memory>
 #include <optional>
 
 using namespace Trelan::Oku::ZYRController;
+using namespace Qt::StringLiterals;
 using Trelan::Oku::ZYRService::ZYRServiceUtil;
 using Tree = QMap<QString, QByteArray>;
 
 namespace {
 using namespace TransferTestUtils;
-const int Many = 100000;
 
 // Every entry below \a root: files with their bytes, folders as "path/".
 Tree localTree(const QString& root)
@@ -45,26 +43,26 @@ class TestBFileBackupWorker : public QObject {
     Q_OBJECT
 
 private:
-    // Runs \a worker to its end; its result, or none when it did not end.
-    static std::optional<bool> run(BFileBackupWorker& worker, const std::function<void()>& whileRunning = {})
+    // Runs \a worker to its end, against \a server when given; its result,
+    // or none when it did not end.
+    std::optional<bool> run(BFileBackupWorker& worker, const std::function<void()>& whileRunning = {},
+                            const QString& server = QString())
     {
         std::optional<bool> result;
         QObject context;
         connect(&worker, &BFileBackupWorker::backupFinished, &context, [&result](bool ok) { result = ok; });
+        ZYRServiceUtil::setServerUrl(server.isEmpty() ? m_cloud->baseUrl() : QUrl(server));
         worker.start();
         whileRunning ? whileRunning() : void();
         if (QTest::qWaitFor([&result] { return result.has_value(); }, 60000))
             worker.wait();
+        ZYRServiceUtil::setServerUrl(m_cloud->baseUrl());
         return result;
     }
 
     std::optional<bool> backup(const QString& dir, const QSet<QString>& workspaces)
     {
-        BFileBackupWorker worker;
-        worker.setUserId(QStringLiteral("u-alice"));
-        worker.setAccessToken(m_token);
-        worker.setBackupDir(dir);
-        worker.setWorkspaceIdsToBackup(workspaces);
+        BFileBackupWorker worker(u"u-alice"_s, m_token, dir, workspaces);
         return run(worker);
     }
 
@@ -74,10 +72,10 @@ private:
         const QByteArray route = "/api/v1/workspaces/" + workspaceId.toUtf8();
         const QJsonObject listing
                 = m_cloud->request("GET", route + "/children?id=" + folderId.toUtf8(), {}, m_token).json();
-        for (const QJsonValue& value : listing.value(QStringLiteral("items")).toArray()) {
-            const QString id = value[QStringLiteral("id")].toString();
-            const QString path = prefix + value[QStringLiteral("name")].toString();
-            if (value[QStringLiteral("isFolder")].toBool()) {
+        for (const QJsonValue& value : listing.value(u"items"_s).toArray()) {
+            const QString id = value[u"id"_s].toString();
+            const QString path = prefix + value[u"name"_s].toString();
+            if (value[u"isFolder"_s].toBool()) {
                 tree.insert(path + QLatin1Char('/'), QByteArray());
                 serverTree(tree, workspaceId, id, path + QLatin1Char('/'));
             } else {
@@ -90,7 +88,7 @@ private:
     // What a backup of \a workspaces (id -> folder name) must hold.
     Tree expectedTree(const QMap<QString, QString>& workspaces)
     {
-        const QString user = QStringLiteral("u-alice_Alice/");
+        const QString user = u"u-alice_Alice/"_s;
         Tree tree{ { user, QByteArray() } };
         for (auto it = workspaces.cbegin(); it != workspaces.cend(); ++it) {
             tree.insert(user + it.value() + QLatin1Char('/'), QByteArray());
@@ -99,35 +97,14 @@ private:
         return tree;
     }
 
-    QString addFault(const QByteArray& pathPrefix, QJsonObject fault)
-    {
-        fault.insert(QStringLiteral("method"), QStringLiteral("GET"));
-        fault.insert(QStringLiteral("pathPrefix"), QString::fromLatin1(pathPrefix));
-        return m_cloud->addFault(fault);
-    }
-
-    // How many requests a fault added with \a times has seen.
-    int uses(const QString& faultId, int times = Many)
-    {
-        const QJsonObject faults = m_cloud->request("GET", "/admin/faults").json();
-        for (const QJsonValue& item : faults.value(QStringLiteral("items")).toArray()) {
-            if (item[QStringLiteral("id")].toString() == faultId)
-                return times - item[QStringLiteral("times")].toInt();
-        }
-        return times;
-    }
-
-    // A backup whose downloads are counted; -1 when it failed.
+    // A backup's downloads (files written since it began); -1 when it failed.
     int downloadsOfBackup(const QString& dir, const QSet<QString>& workspaces)
     {
-        QStringList counters;
-        for (const char* id : { "w-1", "w-10", "w-1_0" })
-            counters << addFault(QByteArray("/api/v1/workspaces/") + id + "/files/", { { "times", Many } });
-        int sum = backup(dir, workspaces) == true ? 0 : -1;
-        for (const QString& id : std::as_const(counters))
-            sum += sum < 0 ? 0 : uses(id);
-        m_cloud->clearFaults();
-        return sum;
+        const QDateTime start = QDateTime::currentDateTime();
+        int written = backup(dir, workspaces) == true ? 0 : -1;
+        for (QDirIterator it(dir, QDir::Files, QDirIterator::Subdirectories); written >= 0 && it.hasNext();)
+            written += it.nextFileInfo().lastModified() >= start ? 1 : 0;
+        return written;
     }
 
     std::unique_ptr<QTemporaryDir> m_tmp;
@@ -168,8 +145,8 @@ void TestBFileBackupWorker::initTestCase()
 void TestBFileBackupWorker::init()
 {
     // A cache store of its own: no test finds the copies of another.
-    const QString name = QString::fromLatin1(QTest::currentTestFunction()) + QLatin1String(QTest::currentDataTag());
-    Trelan::Oku::ZYRCommon::ApplicationSettings::setDatabaseLocation(m_tmp->filePath(QStringLiteral("db/") + name));
+    Trelan::Oku::ZYRCommon::ApplicationSettings::setDatabaseLocation(m_tmp->filePath(
+            u"db/"_s + QLatin1String(QTest::currentTestFunction()) + QLatin1String(QTest::currentDataTag())));
     BTimings fast;
     fast.completionPauseMs = 1;
     fast.backupRetryDelayMs = 40;
@@ -186,25 +163,24 @@ void TestBFileBackupWorker::managerKeepsItsRules()
 {
     BFileBackupManager settings;
     settings.setAutoBackupTime(QTime(25, 0)); // invalid: ignored
-    settings.setBackupDir(QStringLiteral("C:\\backup\\\\zyr\\"));
-    settings.addWorkspaceIdsToBackup({ QStringLiteral("w-1"), QStringLiteral("w-2") });
-    settings.addWorkspaceIdToBackup(QStringLiteral("w-1"));
+    settings.setBackupDir(u"C:\\backup\\\\zyr\\"_s);
+    settings.addWorkspaceIdsToBackup({ u"w-1"_s, u"w-2"_s });
+    settings.addWorkspaceIdToBackup(u"w-1"_s);
     settings.addWorkspaceIdToBackup(QString());
-    settings.removeWorkspaceIdToBackup(QStringLiteral("w-2"));
+    settings.removeWorkspaceIdToBackup(u"w-2"_s);
     const BFileBackupManager copy = settings;
     QCOMPARE(copy.getAutoBackupTime(), QTime(23, 0));
-    QCOMPARE(copy.getBackupDir(), QStringLiteral("C:/backup/zyr"));
-    QCOMPARE(copy.getWorkspaceIdsToBackup(), QSet<QString>{ QStringLiteral("w-1") });
+    QCOMPARE(copy.getBackupDir(), u"C:/backup/zyr"_s);
+    QCOMPARE(copy.getWorkspaceIdsToBackup(), QSet<QString>{ u"w-1"_s });
     QVERIFY(!copy.isAutoBackup() && !copy.isBackuping());
 }
 
 void TestBFileBackupWorker::mirrorsTheServer()
 {
-    const QString dir = m_tmp->filePath(QStringLiteral("mirror"));
-    const QSet<QString> workspaces{ QStringLiteral("w-1"), QStringLiteral("w-10"), QStringLiteral("w-1_0") };
-    QMap<QString, QString> folders{ { QStringLiteral("w-1"), QStringLiteral("w-1_Design") },
-                                    { QStringLiteral("w-10"), QStringLiteral("w-10_Projects") },
-                                    { QStringLiteral("w-1_0"), QStringLiteral("w-1%5F0_Archive") } };
+    const QString dir = m_tmp->filePath(u"mirror"_s);
+    const QSet<QString> workspaces{ u"w-1"_s, u"w-10"_s, u"w-1_0"_s };
+    QMap<QString, QString> folders{ { u"w-1"_s, u"w-1_Design"_s }, { u"w-10"_s, u"w-10_Projects"_s } };
+    folders.insert(u"w-1_0"_s, u"w-1%5F0_Archive"_s); // the first "_" ends the id
     QCOMPARE(backup(dir, workspaces), true);
     QCOMPARE(localTree(dir), expectedTree(folders));
 
@@ -215,7 +191,7 @@ void TestBFileBackupWorker::mirrorsTheServer()
     QCOMPARE(m_cloud->request("PUT", upload, "changed", m_token, "application/octet-stream").status, 200);
     QCOMPARE(m_cloud->request("PUT", "/admin/workspaces/w-1/name", R"({"name":"Drawings"})").status, 200);
     QCOMPARE(downloadsOfBackup(dir, workspaces), 1);
-    folders.insert(QStringLiteral("w-1"), QStringLiteral("w-1_Drawings"));
+    folders.insert(u"w-1"_s, u"w-1_Drawings"_s);
     QCOMPARE(localTree(dir), expectedTree(folders));
     // The cache followed the renamed folder.
     QCOMPARE(downloadsOfBackup(dir, workspaces), 0);
@@ -223,15 +199,12 @@ void TestBFileBackupWorker::mirrorsTheServer()
 
 void TestBFileBackupWorker::skipsPartialsAndGoesOnAfterFailedDownload()
 {
-    const QString dir = m_tmp->filePath(QStringLiteral("partial"));
-    const QString workspace = dir + QStringLiteral("/u-alice_Alice/w-10_Projects/");
-    QVERIFY(writeAll(workspace + QStringLiteral("x.bin.zyr"), "partial"));
-    const QString failed = addFault("/api/v1/workspaces/w-10/files/f-notes/", { { "status", 500 }, { "times", 1 } });
-    QCOMPARE(backup(dir, { QStringLiteral("w-10") }), true);
-    QCOMPARE(uses(failed, 1), 1);
-    const Tree expected{ { QStringLiteral("Alpha/"), {} },
-                         { QStringLiteral("x.bin.zyr"), "partial" },
-                         { QStringLiteral("y.txt"), "why" } };
+    const QString dir = m_tmp->filePath(u"partial"_s);
+    const QString workspace = dir + u"/u-alice_Alice/w-10_Projects/"_s;
+    QVERIFY(writeAll(workspace + u"x.bin.zyr"_s, "partial"));
+    m_cloud->addFault({ { "pathPrefix", "/api/v1/workspaces/w-10/files/f-notes" }, { "status", 500 }, { "times", 1 } });
+    QCOMPARE(backup(dir, { u"w-10"_s }), true);
+    const Tree expected{ { u"Alpha/"_s, {} }, { u"x.bin.zyr"_s, "partial" }, { u"y.txt"_s, "why" } };
     QCOMPARE(localTree(workspace), expected);
 }
 
@@ -251,15 +224,15 @@ void TestBFileBackupWorker::startUpRetries()
     QFETCH(int, userInfoFailures);
     QFETCH(int, workspaceFailures);
     QFETCH(bool, succeeds);
-    addFault("/api/v1/users/me", { { "status", 503 }, { "times", userInfoFailures } });
+    m_cloud->addFault({ { "pathPrefix", "/api/v1/users/me" }, { "status", 503 }, { "times", userInfoFailures } });
     if (workspaceFailures > 0)
-        addFault("/api/v1/workspaces", { { "status", 503 }, { "times", workspaceFailures } });
-    const QString dir = m_tmp->filePath(QStringLiteral("retries/") + QString::fromLatin1(QTest::currentDataTag()));
-    QElapsedTimer clock;
-    clock.start();
-    QCOMPARE(backup(dir, { QStringLiteral("w-10") }), succeeds);
-    QVERIFY(clock.elapsed() >= (userInfoFailures + workspaceFailures - 1) * 40);
-    QCOMPARE(QFileInfo::exists(dir + QStringLiteral("/u-alice_Alice/w-10_Projects/y.txt")), succeeds);
+        m_cloud->addFault(
+                { { "pathPrefix", "/api/v1/workspaces" }, { "status", 503 }, { "times", workspaceFailures } });
+    const QString dir = m_tmp->filePath(u"retries/"_s + QString::fromLatin1(QTest::currentDataTag()));
+    const QDateTime begun = QDateTime::currentDateTime();
+    QCOMPARE(backup(dir, { u"w-10"_s }), succeeds);
+    QVERIFY(begun.msecsTo(QDateTime::currentDateTime()) >= (userInfoFailures + workspaceFailures - 1) * 40);
+    QCOMPARE(QFileInfo::exists(dir + u"/u-alice_Alice/w-10_Projects/y.txt"_s), succeeds);
 }
 
 void TestBFileBackupWorker::endsOnInactivity_data()
@@ -276,15 +249,15 @@ void TestBFileBackupWorker::endsOnInactivity()
     QFETCH(QByteArray, stalled);
     QFETCH(bool, userFolderRenamed);
     BTimings fast = BTimings::current();
-    fast.backupInactivityTimeoutMs = 400;
-    fast.inactivityTimeoutMs = 1500; // the transfer gives up later than the backup
+    fast.backupInactivityTimeoutMs = 1000;
+    fast.inactivityTimeoutMs = 2500; // the transfer gives up later than the backup
     BTimings::Override scope(fast);
-    const QString dir = m_tmp->filePath(QStringLiteral("inactive/") + QString::fromLatin1(QTest::currentDataTag()));
-    QVERIFY(QDir().mkpath(dir + QStringLiteral("/u-alice_Old")));
-    addFault(stalled, { { "hang", true } });
-    QCOMPARE(backup(dir, { QStringLiteral("w-10") }), false);
-    QCOMPARE(QFileInfo::exists(dir + QStringLiteral("/u-alice_Alice")), userFolderRenamed);
-    QVERIFY(!QFileInfo::exists(dir + QStringLiteral("/u-alice_Alice/w-10_Projects/x.bin.zyr")));
+    const QString dir = m_tmp->filePath(u"inactive/"_s + QString::fromLatin1(QTest::currentDataTag()));
+    QVERIFY(QDir().mkpath(dir + u"/u-alice_Old"_s));
+    m_cloud->addFault({ { "pathPrefix", QString::fromLatin1(stalled) }, { "hang", true } });
+    QCOMPARE(backup(dir, { u"w-10"_s }), false);
+    QCOMPARE(QFileInfo::exists(dir + u"/u-alice_Alice"_s), userFolderRenamed);
+    QVERIFY(!QFileInfo::exists(dir + u"/u-alice_Alice/w-10_Projects/x.bin.zyr"_s));
 }
 
 void TestBFileBackupWorker::refusesToStart_data()
@@ -302,47 +275,50 @@ void TestBFileBackupWorker::refusesToStart()
 {
     QFETCH(QString, missing);
     QFETCH(bool, succeeds);
-    const QString requests = addFault("/", { { "times", Many } });
-    const QString dir = m_tmp->filePath(QStringLiteral("refused"));
+    const QString dir = m_tmp->filePath(u"refused"_s);
     const auto unless = [&missing](const char* what, const auto& value) {
         return missing.contains(QLatin1String(what)) ? std::decay_t<decltype(value)>() : value;
     };
-    BFileBackupWorker worker(unless("user", QStringLiteral("u-alice")), unless("token", m_token), unless("dir", dir),
-                             unless("workspaces", QSet<QString>{ QStringLiteral("w-10") }));
-    QCOMPARE(run(worker), succeeds);
-    QCOMPARE(uses(requests), 0);
-    QVERIFY(!QFileInfo::exists(dir));
+    BFileBackupWorker worker(unless("user", u"u-alice"_s), unless("token", m_token), unless("dir", dir),
+                             unless("workspaces", QSet<QString>{ u"w-10"_s }));
+    LoopbackServer server; // no request may reach it
+    server.answer = [](const QByteArray&) { return LoopbackServer::reply(503, {}); };
+    QCOMPARE(run(worker, {}, server.url("")), succeeds);
+    QVERIFY(server.requests == 0 && !QFileInfo::exists(dir));
 }
 
 void TestBFileBackupWorker::settersIgnoredWhileRunning()
 {
-    const QString dir = m_tmp->filePath(QStringLiteral("setters"));
-    const QString other = m_tmp->filePath(QStringLiteral("setters-other"));
-    addFault("/api/v1/users/me", { { "delayMs", 1000 }, { "times", 1 } });
-    BFileBackupWorker worker(QStringLiteral("u-alice"), m_token, dir, { QStringLiteral("w-10") });
+    const QString dir = m_tmp->filePath(u"setters"_s);
+    const QString other = m_tmp->filePath(u"setters-other"_s);
+    m_cloud->addFault({ { "pathPrefix", "/api/v1/users/me" }, { "delayMs", 1000 }, { "times", 1 } });
+    BFileBackupWorker worker(u"u-alice"_s, m_token, dir, { u"w-10"_s });
     QCOMPARE(run(worker,
                  [&] {
-                     worker.setUserId(QStringLiteral("u-other"));
-                     worker.setAccessToken(QStringLiteral("not-a-token"));
+                     worker.setUserId(u"u-other"_s);
+                     worker.setAccessToken(u"not-a-token"_s);
                      worker.setBackupDir(other);
-                     worker.setWorkspaceIdsToBackup({ QStringLiteral("w-1") });
-                     worker.addWorkspaceSyncPath(QStringLiteral("w-10"), other);
+                     worker.setWorkspaceIdsToBackup({ u"w-1"_s });
+                     worker.addWorkspaceSyncPath(u"w-10"_s, other);
                  }),
              true);
-    QCOMPARE(QDir(dir + QStringLiteral("/u-alice_Alice")).entryList(QDir::Dirs | QDir::NoDotAndDotDot),
-             QStringList{ QStringLiteral("w-10_Projects") });
+    QCOMPARE(QDir(dir + u"/u-alice_Alice"_s).entryList(QDir::Dirs | QDir::NoDotAndDotDot),
+             QStringList{ u"w-10_Projects"_s });
     QVERIFY(!QFileInfo::exists(other));
+    worker.setBackupDir(other); // taken once the run is over
+    QCOMPARE(run(worker), true);
+    QVERIFY(QFileInfo::exists(other + u"/u-alice_Alice/w-10_Projects/y.txt"_s));
 }
 
 void TestBFileBackupWorker::hostileNamesStayInside()
 {
-    const QString root = m_tmp->filePath(QStringLiteral("hostile"));
-    const QString dir = root + QStringLiteral("/backup");
-    QVERIFY(writeAll(root + QStringLiteral("/outside.txt"), "keep"));
-    QVERIFY(writeAll(root + QStringLiteral("/victim/keep.txt"), "keep"));
-    QVERIFY(writeAll(dir + QStringLiteral("/u-x/w-a/stale.txt"), "stale"));
+    const QString root = m_tmp->filePath(u"hostile"_s);
+    const QString dir = root + u"/backup"_s;
+    QVERIFY(writeAll(root + u"/outside.txt"_s, "keep"));
+    QVERIFY(writeAll(root + u"/victim/keep.txt"_s, "keep"));
+    QVERIFY(writeAll(dir + u"/u-x/w-a/stale.txt"_s, "stale"));
     // A link where the server has a folder must not lead the backup outside.
-    QVERIFY(QFile::link(root + QStringLiteral("/victim"), dir + QStringLiteral("/u-x/w-a/Sub")));
+    QVERIFY(QFile::link(root + u"/victim"_s, dir + u"/u-x/w-a/Sub"_s));
     const QMap<QByteArray, QByteArray> replies{
         { "/api/v1/users/me", R"({"id":"u-x","displayName":"../../out"})" },
         { "/api/v1/workspaces",
@@ -352,30 +328,20 @@ void TestBFileBackupWorker::hostileNamesStayInside()
           R"({"id":"f4","name":"a\\b.txt"},{"id":"f5","name":"ok.txt","size":4},{"id":"f6","name":"bad\u0001.txt"},)"
           R"({"id":"f-sub","name":"Sub","isFolder":true},{"id":"f-up","name":"..","isFolder":true}]})" },
         { "/api/v1/workspaces/w-a/children?id=f-sub", R"({"items":[{"id":"f7","name":"new.txt","size":4}]})" },
-        { "/api/v1/workspaces/w-a/children?id=f-up", R"({"items":[{"id":"f8","name":"up.txt","size":4}]})" },
     };
-    ScriptedHttpServer server;
-    QVERIFY(server.listen());
-    server.setHandler([&replies](const ScriptedRequest& request) {
-        return ScriptedResponse::json(200, replies.value(request.target, "DATA"));
-    });
-    ZYRServiceUtil::setServerUrl(server.url());
-    BFileBackupWorker worker(QStringLiteral("u-x"), m_token, dir,
-                             { QStringLiteral("w-a"), QStringLiteral(".."), QStringLiteral("w/b") });
-    const std::optional<bool> result = run(worker);
-    ZYRServiceUtil::setServerUrl(m_cloud->baseUrl());
-    QCOMPARE(result, true);
+    LoopbackServer server;
+    server.answer = [&replies](const QByteArray& target) {
+        return LoopbackServer::reply(200, replies.value(target, "DATA"));
+    };
+    BFileBackupWorker worker(u"u-x"_s, m_token, dir, { u"w-a"_s, u".."_s, u"w/b"_s });
+    QCOMPARE(run(worker, {}, server.url("")), true);
 
-    const QString workspace = QStringLiteral("backup/u-x_.._.._out/w-a_.._.._.._ws/");
-    const Tree expected{ { QStringLiteral("outside.txt"), "keep" },
-                         { QStringLiteral("victim/"), {} },
-                         { QStringLiteral("victim/keep.txt"), "keep" },
-                         { QStringLiteral("backup/"), {} },
-                         { QStringLiteral("backup/u-x_.._.._out/"), {} },
-                         { workspace, {} },
-                         { workspace + QStringLiteral("ok.txt"), "DATA" },
-                         { workspace + QStringLiteral("Sub/"), {} },
-                         { workspace + QStringLiteral("Sub/new.txt"), "DATA" } };
+    const QString workspace = u"backup/u-x_.._.._out/w-a_.._.._.._ws/"_s;
+    Tree expected{ { u"outside.txt"_s, "keep" }, { u"victim/"_s, {} }, { u"victim/keep.txt"_s, "keep" } };
+    for (const QString& folder : { u"backup/"_s, u"backup/u-x_.._.._out/"_s, workspace, workspace + u"Sub/"_s })
+        expected.insert(folder, {});
+    expected.insert(workspace + u"ok.txt"_s, "DATA");
+    expected.insert(workspace + u"Sub/new.txt"_s, "DATA");
     QCOMPARE(localTree(root), expected);
 }
 

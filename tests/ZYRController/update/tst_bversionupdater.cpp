@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // SPDX-FileCopyrightText: 2026 The ZYR developers
 #include "CloudServerFixture.h"
-#include "ScriptedHttpServer.h"
+#include "../backup/LoopbackServer.h"
 #include "../transfer/TransferTestUtils.h"
 
 #include <ZYRCommon/ApplicationSettings.h>
@@ -15,26 +15,21 @@
 #include <memory>
 
 using namespace Trelan::Oku::ZYRController;
+using namespace Qt::StringLiterals;
 using Trelan::Oku::ZYRCommon::ApplicationSettings;
 
 class TestBVersionUpdater : public QObject {
     Q_OBJECT
 
 private:
-    // Serves \a list as the version list, and a held, cut installer.
-    void serve(const QByteArray& list, int status = 200)
+    // Serves \a list, and an installer whose body stops at a tenth, held.
+    void serve(const QByteArray& list)
     {
-        m_scripted->setHandler([list, status](const ScriptedRequest& request) {
-            if (request.path == "/versions.xml")
-                return ScriptedResponse::json(status, list);
-            ScriptedResponse response;
-            response.body = QByteArray(100000, 'x');
-            response.withoutLength = response.leaveOpen = true;
-            return response.withHeader("Content-Length", "1000000");
-        });
+        m_loop->answer = [list](const QByteArray& target) {
+            return target == "/versions.xml" ? LoopbackServer::reply(200, list)
+                                             : LoopbackServer::reply(200, QByteArray(100000, 'x'), 1000000);
+        };
     }
-
-    QString scriptedList() const { return m_scripted->url().toString() + QStringLiteral("/versions.xml"); }
 
     QList<QVariant> versionAvailableFor(BVersionUpdater& updater, const QString& list, const QString& current)
     {
@@ -45,7 +40,7 @@ private:
 
     std::unique_ptr<QTemporaryDir> m_tmp;
     std::unique_ptr<CloudServerFixture> m_cloud;
-    std::unique_ptr<ScriptedHttpServer> m_scripted;
+    std::unique_ptr<LoopbackServer> m_loop;
 
 private Q_SLOTS:
     void initTestCase();
@@ -60,52 +55,48 @@ void TestBVersionUpdater::initTestCase()
 {
     m_tmp = std::make_unique<QTemporaryDir>();
     QVERIFY(m_tmp->isValid());
-    ApplicationSettings::setTempDataLocation(m_tmp->filePath(QStringLiteral("temp")));
+    ApplicationSettings::setTempDataLocation(m_tmp->filePath(u"temp"_s));
     CloudServerFixture::Options options = CloudServerFixture::defaultOptions();
     options.seedFile = QStringLiteral(BACKUP_SEED);
     m_cloud = std::make_unique<CloudServerFixture>(options);
     QVERIFY2(m_cloud->start(), qPrintable(m_cloud->errorString()));
     Trelan::Oku::ZYRService::ZYRServiceUtil::setServerUrl(m_cloud->baseUrl());
-    m_scripted = std::make_unique<ScriptedHttpServer>();
-    QVERIFY(m_scripted->listen());
+    m_loop = std::make_unique<LoopbackServer>();
+    QVERIFY(m_loop->isListening());
 }
 
 void TestBVersionUpdater::versionList_data()
 {
     // The server's list: latest 2.0.1, then 1.9.0 and 1.5.0 (forced).
-    QTest::addColumn<QByteArray>("list"); // empty: the server's own
-    QTest::addColumn<int>("status");
+    QTest::addColumn<QByteArray>("list"); // a path on the server, or a list of the loopback server
     QTest::addColumn<QString>("current");
     QTest::addColumn<QVariantList>("available"); // hasNewVersion, newVersion, forceUpdate
-    const QByteArray cloud;
-    QTest::newRow("a forced release in between") << cloud << 200 << "1.4.9" << QVariantList{ true, "2.0.1", true };
-    QTest::newRow("no forced release in between") << cloud << 200 << "1.5.0" << QVariantList{ true, "2.0.1", false };
-    QTest::newRow("equal") << cloud << 200 << "2.0.1" << QVariantList{ false, "", false };
-    QTest::newRow("fewer parts is older") << cloud << 200 << "2.0" << QVariantList{ true, "2.0.1", false };
-    QTest::newRow("parts compare as numbers")
-            << QByteArray(R"(<versionList><latest version="2.10" path="a.exe"/></versionList>)") << 200 << "2.9"
-            << QVariantList{ true, "2.10", false };
+    const QByteArray cloud = "/downloads/versions.xml";
+    QTest::newRow("a forced release in between") << cloud << "1.4.9" << QVariantList{ true, "2.0.1", true };
+    QTest::newRow("no forced release in between") << cloud << "1.5.0" << QVariantList{ true, "2.0.1", false };
+    QTest::newRow("equal") << cloud << "2.0.1" << QVariantList{ false, "", false };
+    QTest::newRow("fewer parts is older") << cloud << "2.0" << QVariantList{ true, "2.0.1", false };
+    QTest::newRow("parts compare as numbers") << cloud << "10.0" << QVariantList{ false, "", false };
     QTest::newRow("latest not newer ends the reading")
             << QByteArray(R"(<versionList><latest version="1.0" path="a.exe"/><histories>)"
                           R"(<historyRelease version="3.0" forceUpdate="true"/></histories></versionList>)")
-            << 200 << "2.0" << QVariantList{ false, "", false };
+            << "2.0" << QVariantList{ false, "", false };
     QTest::newRow("latest forced, any letter case")
             << QByteArray(R"(<versionList><latest version="2.1" path="a.exe" forceUpdate="True"/></versionList>)")
-            << 200 << "2.0" << QVariantList{ true, "2.1", true };
-    QTest::newRow("malformed document") << QByteArray(R"(<versionList><latest version="3.0" path="a.exe"/>)") << 200
-                                        << "2.0" << QVariantList{ false, "", false };
-    QTest::newRow("failed query") << QByteArray("<versionList/>") << 500 << "2.0" << QVariantList{ false, "", false };
+            << "2.0" << QVariantList{ true, "2.1", true };
+    QTest::newRow("malformed document") << QByteArray(R"(<versionList><latest version="3.0" path="a.exe"/>)") << "2.0"
+                                        << QVariantList{ false, "", false };
+    QTest::newRow("failed query") << QByteArray("/downloads/none.xml") << "2.0" << QVariantList{ false, "", false };
 }
 
 void TestBVersionUpdater::versionList()
 {
     QFETCH(QByteArray, list);
-    QFETCH(int, status);
     QFETCH(QString, current);
     QFETCH(QVariantList, available);
-    serve(list, status);
+    serve(list);
     BVersionUpdater updater;
-    const QString address = list.isEmpty() ? QStringLiteral("/downloads/versions.xml") : scriptedList();
+    const QString address = list.startsWith('/') ? QString::fromLatin1(list) : m_loop->url("/versions.xml");
     QCOMPARE(versionAvailableFor(updater, address, current), available);
     if (!available.first().toBool())
         QVERIFY(!updater.updateNewVersion());
@@ -132,8 +123,8 @@ void TestBVersionUpdater::installerDownload()
     serve(R"(<versionList><latest version="2.0.1" path=")" + m_cloud->baseUrl().toEncoded()
           + R"(/downloads/latest" forceUpdate="false"/></versionList>)");
     BVersionUpdater updater;
-    const QString list = exeAddress ? QStringLiteral("/downloads/versions.xml") : scriptedList();
-    QCOMPARE(versionAvailableFor(updater, list, QStringLiteral("1.9.0")).value(0), true);
+    const QString list = exeAddress ? u"/downloads/versions.xml"_s : m_loop->url("/versions.xml");
+    QCOMPARE(versionAvailableFor(updater, list, u"1.9.0"_s).value(0), true);
     QSignalSpy progress(&updater, &BVersionUpdater::downloadNewVersionProgressUpdated);
     QSignalSpy finished(updater.findChild<BVersionUpdateManager*>(),
                         &BVersionUpdateManager::downloadLatestVersionFinished);
@@ -152,26 +143,25 @@ void TestBVersionUpdater::installerDownload()
 
 void TestBVersionUpdater::cancelMidway()
 {
-    serve(R"(<versionList><latest version="3.0" path=")" + m_scripted->url().toEncoded()
+    serve(R"(<versionList><latest version="3.0" path=")" + m_loop->url("").toUtf8()
           + R"(/setup.exe" forceUpdate="false"/></versionList>)");
     BVersionUpdater updater;
-    QCOMPARE(versionAvailableFor(updater, scriptedList(), QStringLiteral("2.0")).value(0), true);
+    QCOMPARE(versionAvailableFor(updater, m_loop->url("/versions.xml"), u"2.0"_s).value(0), true);
     QSignalSpy progress(&updater, &BVersionUpdater::downloadNewVersionProgressUpdated);
     QSignalSpy finished(updater.findChild<BVersionUpdateManager*>(),
                         &BVersionUpdateManager::downloadLatestVersionFinished);
-    const int closedBefore = m_scripted->closedConnections();
-    const qsizetype requests = m_scripted->requests().size();
+    m_loop->last = nullptr;
     QVERIFY(updater.updateNewVersion());
-    QTRY_COMPARE(m_scripted->requests().size(), requests + 1);
+    QTRY_VERIFY(m_loop->last);
     // A tenth of the body comes at once, then a trickle: Qt reports progress
     // at most every 100 ms.
     QVERIFY(QTest::qWaitFor([&] {
-        m_scripted->writeToConnections(QByteArray(1000, 'x'));
+        m_loop->last->write(QByteArray(1000, 'x'));
         return !progress.isEmpty();
     }));
     QVERIFY(QFileInfo::exists(updater.getInstallFile()));
     updater.cancelUpdateNewVersion();
-    QTRY_VERIFY(m_scripted->closedConnections() > closedBefore);
+    QTRY_VERIFY(!m_loop->last); // the cancel closed the connection
     QCoreApplication::processEvents();
     QCOMPARE(finished.size(), 0);
     QCOMPARE(progress.size(), 1);
