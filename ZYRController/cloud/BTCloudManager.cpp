@@ -413,6 +413,16 @@ void BTCloudManager::reportInstallInfo(const ZYRModel::MInstallInfo& info)
     ZYRWorkspace::PostInstallInfo(info.toJsonString(), nullptr);
 }
 
+void BTCloudManager::setServerUrl(const QUrl& url)
+{
+    ZYRService::ZYRServiceUtil::setServerUrl(url);
+}
+
+void BTCloudManager::setRequestTimeout(int msecs)
+{
+    ZYRService::ZYRServiceUtil::setRequestTimeout(msecs);
+}
+
 // ---- session -------------------------------------------------------------------
 
 void BTCloudManager::login(const QString& account, const QString& password)

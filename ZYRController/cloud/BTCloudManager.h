@@ -12,6 +12,7 @@
 #include <QMap>
 #include <QObject>
 #include <QString>
+#include <QUrl>
 #include <QWeakPointer>
 
 #include <memory>
@@ -95,6 +96,12 @@ public:
     bool queryTargetLoginToken(const QString& targetLink);
     /// Reports the installation; no token, no answer, no signal.
     static void reportInstallInfo(const ZYRModel::MInstallInfo& info);
+    /// The cloud's address for every request sent afterwards; without it
+    /// the address comes from the environment variable ZYR_SERVER_URL.
+    static void setServerUrl(const QUrl& url);
+    /// Requests sent afterwards that see no network activity for \a msecs
+    /// are aborted and fail as unanswered; 0 (the default) waits for ever.
+    static void setRequestTimeout(int msecs);
 
     // ---- workspaces ----------------------------------------------------------
 

@@ -470,13 +470,14 @@ void BFileOpenManager::slotTransferItemProgressUpdated(MFileTransferItem* item)
 
 void BFileOpenManager::slotOpenFinished(bool success, bool modified, const QString& fileId)
 {
-    if (!success || !modified)
-        return;
-    FileOpenItem* item = d->openedFiles.value(fileId);
-    if (!item || !item->hasRemoteFolderPath)
-        return;
-    d->transfers.upload(item->localPath, item->workspaceId, item->remoteFolderPath, item->fileName);
-    Q_EMIT uploadModifiedFileStarted(item->fileName);
+    if (success && modified) {
+        FileOpenItem* item = d->openedFiles.value(fileId);
+        if (item && item->hasRemoteFolderPath) {
+            d->transfers.upload(item->localPath, item->workspaceId, item->remoteFolderPath, item->fileName);
+            Q_EMIT uploadModifiedFileStarted(item->fileName);
+        }
+    }
+    Q_EMIT openFinished(success, modified, fileId);
 }
 
 } // namespace Trelan::Oku::ZYRController

@@ -77,6 +77,11 @@ public Q_SLOTS:
     void slotOpenFinished(bool success, bool modified, const QString& fileId);
 
 Q_SIGNALS:
+    /// The local program of \a fileId has ended (or, with \a success false,
+    /// could not be started); \a modified when the file was changed. A
+    /// changed file's upload has been queued (uploadModifiedFileStarted())
+    /// before this is emitted.
+    void openFinished(bool success, bool modified, const QString& fileId);
     void uploadModifiedFileStarted(const QString& fileName);
     void uploadModifiedFileFinished(bool success, const QString& localPath, const QString& workspaceId,
                                     const QString& remoteFolderPath);
