@@ -219,11 +219,13 @@ void tst_Zyr::interruptedTransferResumes()
     QCOMPARE(zyr({ u"mkdir"_s, remote }, home).code, 0);
     if (!upload)
         QCOMPARE(zyr({ u"put"_s, u"tree"_s, remote }, home).code, 0);
-    // Every transfer is held long enough for Ctrl-C to find them running.
+    // Every transfer is held until the faults are cleared, so Ctrl-C finds them
+    // running; a held upload is answered 503 then, never committed late as a
+    // second version behind the resumed one.
     m_cloud->addFault({ { u"method"_s, upload ? u"PUT"_s : u"GET"_s },
                         { u"pathPrefix"_s,
                           upload ? u"/api/v1/workspaces/w-design/upload"_s : u"/api/v1/workspaces/w-design/files/"_s },
-                        { u"delayMs"_s, 1500 } });
+                        { u"hang"_s, true } });
     QProcess process;
     process.setProcessEnvironment(environment(home));
     process.setWorkingDirectory(home);
