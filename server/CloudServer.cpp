@@ -30,6 +30,18 @@ std::string statusText(int status)
         return "HTTP error " + std::to_string(status);
     }
 }
+
+// The Request object is a mutable local of cpp-httplib's request loop.
+// Clearing what it parsed from Range and Accept-Encoding stops it from
+// slicing replies by range on its own (downloads do that themselves,
+// everything else ignores Range) and from compressing text and JSON
+// replies: byte counts must match stored bytes.
+void keepRepliesWhole(const httplib::Request& request)
+{
+    auto& mutableRequest = const_cast<httplib::Request&>(request);
+    mutableRequest.ranges.clear();
+    mutableRequest.headers.erase("Accept-Encoding");
+}
 } // namespace
 
 CloudServer::CloudServer(const ServerOptions& options, Database& db, BlobStore& blobs)
@@ -70,14 +82,7 @@ void CloudServer::configure()
     m_server.set_payload_max_length(std::numeric_limits<std::size_t>::max());
 
     m_server.set_pre_routing_handler([](const httplib::Request& request, httplib::Response&) {
-        // The Request object is a mutable local of cpp-httplib's request
-        // loop. Clearing what it parsed from Range and Accept-Encoding
-        // stops it from slicing replies by range on its own (downloads do
-        // that themselves, everything else ignores Range) and from
-        // compressing text replies: byte counts must match stored bytes.
-        auto& mutableRequest = const_cast<httplib::Request&>(request);
-        mutableRequest.ranges.clear();
-        mutableRequest.headers.erase("Accept-Encoding");
+        keepRepliesWhole(request);
         return httplib::Server::HandlerResponse::Unhandled;
     });
 
@@ -90,7 +95,9 @@ void CloudServer::configure()
 
     m_server.set_error_handler(httplib::Server::HandlerWithResponse([](const httplib::Request& request,
                                                                        httplib::Response& response) {
-        const_cast<httplib::Request&>(request).ranges.clear();
+        // Also for requests refused before routing (a bad Range header):
+        // cpp-httplib would gzip their plain "application/json" error.
+        keepRepliesWhole(request);
         if (response.body.empty() && !response.content_provider_) {
             // Errors cpp-httplib produces itself: unknown routes, bad
             // request lines, and Range headers it cannot parse (which
