@@ -5,67 +5,72 @@
 #include <ZYRController/BSha256Hasher_p.h>
 
 #include <QFile>
-#include <QThread>
+
+#ifdef Q_OS_LINUX
+#  include <pthread.h>
+#endif
 
 namespace Trelan::Oku::ZYRController {
 
 BBackgroundSha256::BBackgroundSha256(const QString& keptFile, qint64 keptSize)
     : m_keptFile(keptFile), m_keptSize(keptSize), m_ring(new char[PieceSize * PieceCount])
 {
-    m_thread.reset(QThread::create([this] { run(); }));
-    m_thread->setObjectName(QStringLiteral("zyr-sha256"));
-    m_thread->start();
+    m_thread = std::thread([this] { run(); });
 }
 
 BBackgroundSha256::~BBackgroundSha256()
 {
     {
-        QMutexLocker lock(&m_mutex);
+        std::unique_lock lock(m_mutex);
         m_abandoned = true;
-        m_changed.wakeAll();
+        m_changed.notify_all();
     }
-    m_thread->wait();
+    m_thread.join();
 }
 
 char* BBackgroundSha256::piece()
 {
-    QMutexLocker lock(&m_mutex);
+    std::unique_lock lock(m_mutex);
     // A thread that has ended (the kept bytes unreadable) holds no piece.
     while (m_submitted - m_hashed >= PieceCount && !m_done)
-        m_changed.wait(&m_mutex);
+        m_changed.wait(lock);
     return m_ring.get() + (m_submitted % PieceCount) * PieceSize;
 }
 
 void BBackgroundSha256::submit(qint64 size)
 {
-    QMutexLocker lock(&m_mutex);
+    std::unique_lock lock(m_mutex);
     if (m_done || size <= 0)
         return;
     m_sizes[m_submitted % PieceCount] = size;
     ++m_submitted;
-    m_changed.wakeAll();
+    m_changed.notify_all();
 }
 
 QByteArray BBackgroundSha256::hexResult()
 {
-    QMutexLocker lock(&m_mutex);
+    std::unique_lock lock(m_mutex);
     m_closed = true;
-    m_changed.wakeAll();
+    m_changed.notify_all();
     while (!m_done)
-        m_changed.wait(&m_mutex);
+        m_changed.wait(lock);
     return m_result;
 }
 
 void BBackgroundSha256::run()
 {
+#ifdef Q_OS_LINUX
+    // Named for profilers; it would otherwise carry its creator's name.
+    pthread_setname_np(pthread_self(), "zyr-sha256");
+#endif
     BSha256Hasher hasher;
     const bool ok = hashKeptBytes(hasher);
-    QMutexLocker lock(&m_mutex);
+    std::unique_lock lock(m_mutex);
     while (ok && !m_abandoned) {
         if (m_hashed == m_submitted) {
             if (m_closed)
                 break;
-            m_changed.wait(&m_mutex);
+            m_changed.wait(lock);
             continue;
         }
         const quint64 index = m_hashed % PieceCount;
@@ -73,13 +78,13 @@ void BBackgroundSha256::run()
         // The writer leaves a submitted piece alone until it is counted as hashed.
         lock.unlock();
         hasher.addData(m_ring.get() + index * PieceSize, size);
-        lock.relock();
+        lock.lock();
         ++m_hashed;
-        m_changed.wakeAll();
+        m_changed.notify_all();
     }
     m_result = ok && !m_abandoned ? hasher.hexResult() : QByteArray();
     m_done = true;
-    m_changed.wakeAll();
+    m_changed.notify_all();
 }
 
 bool BBackgroundSha256::hashKeptBytes(BSha256Hasher& hasher)
@@ -97,7 +102,7 @@ bool BBackgroundSha256::hashKeptBytes(BSha256Hasher& hasher)
             return false;
         hasher.addData(buffer.get(), read);
         left -= read;
-        QMutexLocker lock(&m_mutex);
+        std::unique_lock lock(m_mutex);
         if (m_abandoned)
             return false;
     }

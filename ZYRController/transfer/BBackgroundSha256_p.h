@@ -3,13 +3,12 @@
 #pragma once
 
 #include <QByteArray>
-#include <QMutex>
 #include <QString>
-#include <QWaitCondition>
 
+#include <condition_variable>
 #include <memory>
-
-class QThread;
+#include <mutex>
+#include <thread>
 
 namespace Trelan::Oku::ZYRController {
 
@@ -54,8 +53,11 @@ private:
     // Not zeroed: a page of the ring is touched only when a piece uses it.
     const std::unique_ptr<char[]> m_ring;
     qint64 m_sizes[PieceCount] = {};
-    QMutex m_mutex;
-    QWaitCondition m_changed;
+    // Standard rather than Qt threads and locks: ThreadSanitizer sees
+    // through pthreads, not through the futexes of a QtCore built without
+    // it, so it can check the hand-over of every piece.
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
     // Pieces [m_hashed, m_submitted) (modulo PieceCount) wait for the thread;
     // the writer fills piece m_submitted. Both only grow.
     quint64 m_hashed = 0;
@@ -64,7 +66,7 @@ private:
     bool m_abandoned = false; // the owner is going; stop at once
     bool m_done = false; // the thread has set m_result
     QByteArray m_result;
-    std::unique_ptr<QThread> m_thread;
+    std::thread m_thread;
 };
 
 } // namespace Trelan::Oku::ZYRController
