@@ -258,9 +258,13 @@ bool StoreConnection::exec(const char* what, const QString& sql, const QVariantL
     query.setForwardOnly(true);
     if (!prepare(query, what, sql) || !run(query, what, values))
         return false;
-    while (read && query.next())
+    if (!read)
+        return true;
+    while (query.next())
         read(query);
-    return true;
+    // next() also ends on a failed step (a busy or damaged file): the rows
+    // read so far are not the whole answer then.
+    return checked(!query.lastError().isValid(), query, what, "reading failed:");
 }
 
 bool StoreConnection::refuse(const char* what, const char* why)
