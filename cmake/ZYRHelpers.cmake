@@ -9,6 +9,10 @@ set(ZYR_EXPORT_TARGETS "" CACHE INTERNAL "")
 # Compile options shared by libraries, tests and tools.
 function(zyr_apply_build_options target)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic)
+  if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+    # Qt's logging macros (qCWarning(category)) leave a variadic argument empty.
+    target_compile_options(${target} PRIVATE -Wno-gnu-zero-variadic-macro-arguments)
+  endif()
   if(ZYR_WERROR)
     target_compile_options(${target} PRIVATE -Werror)
   endif()
