@@ -9,7 +9,11 @@
 #include <QList>
 #include <QString>
 
+#include <memory>
+
 namespace Trelan::Oku::ZYRCommon {
+
+class StoreConnection;
 
 /// SQLite store of cached local copies. Same threading and error rules as
 /// TransferItemDBManager.
@@ -37,8 +41,7 @@ public:
     bool updateItemLocalDir(const QString& oldDir, const QString& newDir);
 
 private:
-    QString m_databasePath;
-    QString m_connectionPrefix;
+    std::unique_ptr<StoreConnection> d;
 };
 
 } // namespace Trelan::Oku::ZYRCommon

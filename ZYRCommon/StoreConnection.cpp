@@ -2,6 +2,8 @@
 // SPDX-FileCopyrightText: 2026 The ZYR developers
 #include "StoreConnection_p.h"
 
+#include <ZYRCommon/ApplicationSettings.h>
+
 #include <QCryptographicHash>
 #include <QDeadlineTimer>
 #include <QDir>
@@ -63,104 +65,60 @@ QVariant pragmaValue(const QSqlDatabase& db, const QString& sql)
     return query.next() ? query.value(0) : QVariant();
 }
 
-} // namespace
-
-QString StoreConnection::connectionName(const QString& prefix, const QString& path)
+// The calling thread's connection name: the path's hash keeps names short
+// and free of separators; the thread's address tells the threads apart.
+QString connectionName(const QString& prefix, const QString& path)
 {
-    // The path's hash keeps names short and free of separators; the thread's
-    // address tells the threads' connections apart.
     const QByteArray pathHash = QCryptographicHash::hash(path.toUtf8(), QCryptographicHash::Sha1).toHex().left(16);
     return prefix + QLatin1Char('@') + QString::fromLatin1(pathHash) + QLatin1Char('@')
             + QString::number(reinterpret_cast<quintptr>(QThread::currentThread()), 16);
 }
 
-QSqlDatabase StoreConnection::database(const QString& prefix, const QString& path, const Schema& schema)
+// Passes \a ok on, logging the driver's text for \a what when it is false.
+bool checked(bool ok, const QSqlQuery& query, const char* what, const char* failed = "failed:")
 {
-    const QString name = connectionName(prefix, path);
-    if (QSqlDatabase::contains(name)) {
-        {
-            QSqlDatabase existing = QSqlDatabase::database(name, false);
-            if (existing.isOpen())
-                return existing;
-        }
-        // Closed by someone else or left over: start again from scratch.
-        QSqlDatabase::removeDatabase(name);
-    }
-
-    bool opened = false;
-    {
-        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), name);
-        if (!db.isValid()) {
-            qCWarning(lcStore).noquote() << "SQLite driver not available:" << db.lastError().text();
-        } else {
-            db.setDatabaseName(path);
-            db.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=") + QString::number(BusyTimeoutMs));
-            const QString dir = QFileInfo(path).absolutePath();
-            if (!QDir().mkpath(dir))
-                qCWarning(lcStore) << "cannot create directory" << dir;
-            if (!db.open()) {
-                qCWarning(lcStore).noquote() << "cannot open" << path << ':' << db.lastError().text();
-            } else if (!configure(db, schema)) {
-                db.close();
-            } else {
-                opened = true;
-            }
-        }
-    }
-    if (!opened) {
-        QSqlDatabase::removeDatabase(name);
-        forget(name);
-        return QSqlDatabase();
-    }
-    remember(name);
-    return QSqlDatabase::database(name, false);
+    if (!ok)
+        qCWarning(lcStore).noquote() << what << failed << query.lastError().text();
+    return ok;
 }
 
-void StoreConnection::release(const QString& prefix, const QString& path)
+bool prepare(QSqlQuery& query, const char* what, const QString& sql)
 {
-    const QString name = connectionName(prefix, path);
-    forget(name);
-    if (QSqlDatabase::contains(name))
-        QSqlDatabase::removeDatabase(name);
+    return checked(query.prepare(sql), query, what, "prepare failed:");
 }
 
-bool StoreConnection::prepare(QSqlQuery& query, const QString& sql, const char* what)
+bool run(QSqlQuery& query, const char* what, const QVariantList& values)
 {
-    if (query.prepare(sql))
-        return true;
-    qCWarning(lcStore).noquote() << what << "prepare failed:" << query.lastError().text();
-    return false;
+    for (const QVariant& value : values)
+        query.addBindValue(value);
+    return checked(query.exec(), query, what);
 }
 
-bool StoreConnection::exec(QSqlQuery& query, const char* what)
-{
-    if (query.exec())
-        return true;
-    qCWarning(lcStore).noquote() << what << "failed:" << query.lastError().text();
-    return false;
-}
-
-bool StoreConnection::exec(const QSqlDatabase& db, const QString& sql, const char* what)
+bool run(const QSqlDatabase& db, const char* what, const QString& sql)
 {
     QSqlQuery query(db);
-    if (query.exec(sql))
-        return true;
-    qCWarning(lcStore).noquote() << what << "failed:" << query.lastError().text();
-    return false;
+    return checked(query.exec(sql), query, what);
 }
 
-void StoreConnection::rollback(const QSqlDatabase& db)
+// Runs \a body inside one transaction that takes the write lock at once.
+// Rolls back and returns false when \a body returns false or the commit fails.
+bool transaction(const QSqlDatabase& db, const char* what, const std::function<bool()>& body)
 {
+    if (!run(db, what, QStringLiteral("BEGIN IMMEDIATE")))
+        return false;
+    if (body() && run(db, what, QStringLiteral("COMMIT")))
+        return true;
     // After some errors SQLite has already ended the transaction itself; a
     // ROLLBACK then fails harmlessly, so its failure is not worth a warning.
-    QSqlQuery query(db);
-    if (!query.exec(QStringLiteral("ROLLBACK")))
-        qCDebug(lcStore).noquote() << "rollback:" << query.lastError().text();
+    QSqlQuery rollback(db);
+    if (!rollback.exec(QStringLiteral("ROLLBACK")))
+        qCDebug(lcStore).noquote() << "rollback:" << rollback.lastError().text();
+    return false;
 }
 
-bool StoreConnection::configure(const QSqlDatabase& db, const Schema& schema)
+bool configure(const QSqlDatabase& db, const StoreConnection::Schema& schema)
 {
-    pragmaValue(db, QStringLiteral("PRAGMA busy_timeout = ") + QString::number(BusyTimeoutMs));
+    pragmaValue(db, QStringLiteral("PRAGMA busy_timeout = ") + QString::number(StoreConnection::BusyTimeoutMs));
     // WAL keeps the last committed state intact when the application dies
     // mid-write, lets readers run beside the writer, and with
     // synchronous=NORMAL syncs only at checkpoints instead of every commit.
@@ -169,7 +127,7 @@ bool StoreConnection::configure(const QSqlDatabase& db, const Schema& schema)
     // is opening the same new file. It is made once for good, so a refused
     // switch is tried again until the file says "wal".
     QString mode;
-    const QDeadlineTimer deadline(BusyTimeoutMs);
+    const QDeadlineTimer deadline(StoreConnection::BusyTimeoutMs);
     for (;;) {
         QSqlQuery query(db);
         if (query.exec(QStringLiteral("PRAGMA journal_mode = WAL")) && query.next()) {
@@ -180,7 +138,7 @@ bool StoreConnection::configure(const QSqlDatabase& db, const Schema& schema)
             qCWarning(lcStore).noquote() << "PRAGMA journal_mode = WAL failed:" << query.lastError().text();
             break;
         }
-        QThread::msleep(JournalRetryMs);
+        QThread::msleep(StoreConnection::JournalRetryMs);
     }
     if (mode.compare(QLatin1String("wal"), Qt::CaseInsensitive) != 0)
         qCWarning(lcStore) << "journal mode is" << mode << "instead of wal for" << db.databaseName();
@@ -203,12 +161,132 @@ bool StoreConnection::configure(const QSqlDatabase& db, const Schema& schema)
         if (pragmaValue(db, QStringLiteral("PRAGMA user_version")).toInt() >= schema.version)
             return true;
         for (const QString& statement : schema.statements) {
-            if (!exec(db, statement, "schema creation"))
+            if (!run(db, "schema creation", statement))
                 return false;
         }
         // PRAGMA takes no bound parameters; the version is our own integer.
-        return exec(db, QStringLiteral("PRAGMA user_version = ") + QString::number(schema.version), "schema version");
+        return run(db, "schema version", QStringLiteral("PRAGMA user_version = ") + QString::number(schema.version));
     });
+}
+
+} // namespace
+
+StoreConnection::StoreConnection(const QString& name, const QString& path, const QString& prefix, Schema schema)
+    : m_path(path.isEmpty() ? ApplicationSettings::databaseLocation() + QLatin1Char('/') + name + QLatin1String(".db")
+                            : QFileInfo(path).absoluteFilePath()),
+      m_prefix(prefix.isEmpty() ? QLatin1String("zyr.") + name : prefix), m_schema(std::move(schema))
+{
+}
+
+StoreConnection::~StoreConnection()
+{
+    // Other threads' connections end with their threads.
+    const QString name = connectionName(m_prefix, m_path);
+    forget(name);
+    if (QSqlDatabase::contains(name))
+        QSqlDatabase::removeDatabase(name);
+}
+
+QSqlDatabase StoreConnection::database() const
+{
+    const QString name = connectionName(m_prefix, m_path);
+    if (QSqlDatabase::contains(name)) {
+        {
+            QSqlDatabase existing = QSqlDatabase::database(name, false);
+            if (existing.isOpen())
+                return existing;
+        }
+        // Closed by someone else or left over: start again from scratch.
+        QSqlDatabase::removeDatabase(name);
+    }
+
+    bool opened = false;
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), name);
+        if (!db.isValid()) {
+            qCWarning(lcStore).noquote() << "SQLite driver not available:" << db.lastError().text();
+        } else {
+            db.setDatabaseName(m_path);
+            db.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=") + QString::number(BusyTimeoutMs));
+            const QString dir = QFileInfo(m_path).absolutePath();
+            if (!QDir().mkpath(dir))
+                qCWarning(lcStore) << "cannot create directory" << dir;
+            if (!db.open()) {
+                qCWarning(lcStore).noquote() << "cannot open" << m_path << ':' << db.lastError().text();
+            } else if (!configure(db, m_schema)) {
+                db.close();
+            } else {
+                opened = true;
+            }
+        }
+    }
+    if (!opened) {
+        QSqlDatabase::removeDatabase(name);
+        forget(name);
+        return QSqlDatabase();
+    }
+    remember(name);
+    return QSqlDatabase::database(name, false);
+}
+
+bool StoreConnection::execEach(const char* what, const QString& sql, const QList<QVariantList>& rows) const
+{
+    if (rows.isEmpty())
+        return true;
+    const QSqlDatabase db = database();
+    if (!db.isOpen())
+        return false;
+    return transaction(db, what, [&] {
+        QSqlQuery query(db);
+        if (!prepare(query, what, sql))
+            return false;
+        for (const QVariantList& values : rows) {
+            if (!run(query, what, values))
+                return false;
+        }
+        return true;
+    });
+}
+
+bool StoreConnection::exec(const char* what, const QString& sql, const QVariantList& values,
+                           const std::function<void(const QSqlQuery&)>& read) const
+{
+    const QSqlDatabase db = database();
+    if (!db.isOpen())
+        return false;
+    QSqlQuery query(db);
+    query.setForwardOnly(true);
+    if (!prepare(query, what, sql) || !run(query, what, values))
+        return false;
+    if (!read)
+        return true;
+    while (query.next())
+        read(query);
+    // next() also ends on a failed step (a busy or damaged file): the rows
+    // read so far are not the whole answer then.
+    return checked(!query.lastError().isValid(), query, what, "reading failed:");
+}
+
+bool StoreConnection::refuse(const char* what, const char* why)
+{
+    qCWarning(lcStore) << what << "refused:" << why;
+    return false;
+}
+
+QVariant sqlText(const QString& value)
+{
+    return value.isNull() ? QVariant(QString(QLatin1String(""))) : QVariant(value);
+}
+
+QVariant sqlTime(const QDateTime& value)
+{
+    return value.isValid() ? QVariant(value.toMSecsSinceEpoch()) : QVariant();
+}
+
+QDateTime sqlTimeAt(const QSqlQuery& query, int column)
+{
+    return query.isNull(column) ? QDateTime()
+                                : QDateTime::fromMSecsSinceEpoch(query.value(column).toLongLong(), Qt::UTC);
 }
 
 } // namespace Trelan::Oku::ZYRCommon

@@ -2,23 +2,35 @@
 // SPDX-FileCopyrightText: 2026 The ZYR developers
 #pragma once
 
-// Internal to ZYRCommon: the SQLite connections behind the two stores.
+// Internal to ZYRCommon: what the two stores share, from the SQLite
+// connections to running a statement, a list of them or a read. Each store
+// keeps its own SQL and record mapping.
 
+#include <QDateTime>
+#include <QList>
 #include <QLoggingCategory>
 #include <QSqlDatabase>
-#include <QSqlQuery>
 #include <QString>
 #include <QStringList>
+#include <QVariant>
+
+#include <functional>
+
+class QSqlQuery;
 
 namespace Trelan::Oku::ZYRCommon {
 
 Q_DECLARE_LOGGING_CATEGORY(lcStore)
 
-/// Per-thread connections to a store's file. A SQLite connection may only be
-/// used by the thread that opened it, so each thread opens its own on first
-/// use, named after the store, the file and the thread; the connection is
-/// closed and removed when that thread ends or calls release(). The stores
-/// keep no QSqlDatabase between calls.
+/// One store's database file, reached from any thread. A SQLite connection
+/// may only be used by the thread that opened it, so each thread opens its
+/// own on first use, named after the store, the file and the thread; it is
+/// closed when that thread ends, or when the object is destroyed in it. The
+/// object holds no QSqlDatabase and its operations change nothing in it, so
+/// threads may share one.
+///
+/// An operation that fails returns false and logs the driver's text under
+/// \a what; the connection stays open for the next call.
 class StoreConnection {
 public:
     /// Busy wait of a connection for another writer, in milliseconds.
@@ -34,59 +46,47 @@ public:
         QStringList statements;
     };
 
-    StoreConnection() = delete;
+    /// The file is \a path made absolute, or "<name>.db" in
+    /// ApplicationSettings::databaseLocation() when \a path is empty; the
+    /// connections' prefix is \a prefix, or "zyr.<name>". Nothing is opened
+    /// before the first operation.
+    StoreConnection(const QString& name, const QString& path, const QString& prefix, Schema schema);
+    /// Closes the calling thread's connection; any other store object of the
+    /// file reopens it on its next call.
+    ~StoreConnection();
+    Q_DISABLE_COPY_MOVE(StoreConnection)
 
-    /// Name of the calling thread's connection for \a prefix and \a path.
-    static QString connectionName(const QString& prefix, const QString& path);
-    /// The calling thread's open connection, opened (WAL, schema) on first
-    /// use; an invalid database when the file cannot be opened (logged).
-    static QSqlDatabase database(const QString& prefix, const QString& path, const Schema& schema);
-    /// Closes and removes the calling thread's connection, if it has one.
-    static void release(const QString& prefix, const QString& path);
+    const QString& path() const { return m_path; }
 
-    /// Prepares \a sql on \a query; logs the driver's text on failure.
-    static bool prepare(QSqlQuery& query, const QString& sql, const char* what);
-    /// Executes a prepared query; logs the driver's text on failure.
-    static bool exec(QSqlQuery& query, const char* what);
-    /// Executes \a sql on \a db; logs the driver's text on failure.
-    static bool exec(const QSqlDatabase& db, const QString& sql, const char* what);
+    /// Runs \a sql once, with \a values bound in order, and hands each row of
+    /// its result to \a read, when given.
+    bool exec(const char* what, const QString& sql, const QVariantList& values,
+              const std::function<void(const QSqlQuery&)>& read = {}) const;
+    /// Prepares \a sql once and runs it for each of \a rows, in one
+    /// transaction that takes the write lock at once (BEGIN IMMEDIATE), so
+    /// that a concurrent writer waits on the busy timeout instead of failing
+    /// half-way; the first failure rolls back the whole list. No rows: true,
+    /// without opening anything.
+    bool execEach(const char* what, const QString& sql, const QList<QVariantList>& rows) const;
 
-    /// Runs \a body inside one transaction. The transaction takes the write
-    /// lock at once (BEGIN IMMEDIATE) so that a concurrent writer waits on
-    /// the busy timeout instead of failing half-way. Rolls back and returns
-    /// false when \a body returns false or the commit fails.
-    template <typename Body>
-    static bool transaction(const QSqlDatabase& db, const char* what, Body&& body)
-    {
-        if (!exec(db, QStringLiteral("BEGIN IMMEDIATE"), what))
-            return false;
-        if (body() && exec(db, QStringLiteral("COMMIT"), what))
-            return true;
-        rollback(db);
-        return false;
-    }
-
-    /// Prepares \a sql once and runs \a step(query, item) for every element
-    /// of \a items, all inside one transaction; stops at the first failure.
-    template <typename List, typename Step>
-    static bool forEachInTransaction(const QSqlDatabase& db, const QString& sql, const char* what, const List& items,
-                                     Step&& step)
-    {
-        return transaction(db, what, [&] {
-            QSqlQuery query(db);
-            if (!prepare(query, sql, what))
-                return false;
-            for (const auto& item : items) {
-                if (!step(query, item))
-                    return false;
-            }
-            return true;
-        });
-    }
+    /// Logs that \a what was refused before any SQL ran, for \a why; false.
+    static bool refuse(const char* what, const char* why);
 
 private:
-    static void rollback(const QSqlDatabase& db);
-    static bool configure(const QSqlDatabase& db, const Schema& schema);
+    QSqlDatabase database() const;
+
+    QString m_path;
+    QString m_prefix;
+    Schema m_schema;
 };
+
+/// A text column's value: '' for a null string, which would be bound as NULL.
+QVariant sqlText(const QString& value);
+/// A time column's value: milliseconds since the epoch; NULL for an unset time.
+QVariant sqlTime(const QDateTime& value);
+/// A time column read back in UTC: the same instant as what was stored
+/// (QDateTime compares instants), without a time-zone lookup in whichever
+/// thread reads.
+QDateTime sqlTimeAt(const QSqlQuery& query, int column);
 
 } // namespace Trelan::Oku::ZYRCommon

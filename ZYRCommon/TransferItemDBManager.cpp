@@ -2,13 +2,9 @@
 // SPDX-FileCopyrightText: 2026 The ZYR developers
 #include <ZYRCommon/TransferItemDBManager.h>
 
-#include <ZYRCommon/ApplicationSettings.h>
-
 #include "StoreConnection_p.h"
 
-#include <QFileInfo>
 #include <QSqlQuery>
-#include <QVariant>
 
 namespace Trelan::Oku::ZYRCommon {
 
@@ -19,30 +15,28 @@ namespace {
 // 1: the records; 2: the failure reason of a Failed record.
 constexpr int SchemaVersion = 2;
 
-const StoreConnection::Schema& schema()
+StoreConnection::Schema schema()
 {
-    static const StoreConnection::Schema s{ SchemaVersion,
-                                            { QStringLiteral("CREATE TABLE IF NOT EXISTS transfer_items ("
-                                                             " id TEXT PRIMARY KEY NOT NULL,"
-                                                             " user_id TEXT NOT NULL DEFAULT '',"
-                                                             " file_id TEXT NOT NULL DEFAULT '',"
-                                                             " is_download INTEGER NOT NULL DEFAULT 0,"
-                                                             " local_path TEXT NOT NULL DEFAULT '',"
-                                                             " remote_parent_path TEXT NOT NULL DEFAULT '',"
-                                                             " remote_path TEXT NOT NULL DEFAULT '',"
-                                                             " size INTEGER NOT NULL DEFAULT 0,"
-                                                             " bytes_completed INTEGER NOT NULL DEFAULT 0,"
-                                                             " workspace_id TEXT NOT NULL DEFAULT '',"
-                                                             " create_time INTEGER,"
-                                                             " update_time INTEGER,"
-                                                             " status INTEGER NOT NULL DEFAULT 0)"),
-                                              QStringLiteral("CREATE INDEX IF NOT EXISTS transfer_items_user_status"
-                                                             " ON transfer_items (user_id, status)"),
-                                              // Runs once, from version 0 or 1 alike: the table
-                                              // above is the first version's.
-                                              QStringLiteral("ALTER TABLE transfer_items ADD COLUMN"
-                                                             " failure_reason INTEGER NOT NULL DEFAULT 0") } };
-    return s;
+    return { SchemaVersion,
+             { QStringLiteral("CREATE TABLE IF NOT EXISTS transfer_items ("
+                              " id TEXT PRIMARY KEY NOT NULL,"
+                              " user_id TEXT NOT NULL DEFAULT '',"
+                              " file_id TEXT NOT NULL DEFAULT '',"
+                              " is_download INTEGER NOT NULL DEFAULT 0,"
+                              " local_path TEXT NOT NULL DEFAULT '',"
+                              " remote_parent_path TEXT NOT NULL DEFAULT '',"
+                              " remote_path TEXT NOT NULL DEFAULT '',"
+                              " size INTEGER NOT NULL DEFAULT 0,"
+                              " bytes_completed INTEGER NOT NULL DEFAULT 0,"
+                              " workspace_id TEXT NOT NULL DEFAULT '',"
+                              " create_time INTEGER,"
+                              " update_time INTEGER,"
+                              " status INTEGER NOT NULL DEFAULT 0)"),
+               QStringLiteral("CREATE INDEX IF NOT EXISTS transfer_items_user_status"
+                              " ON transfer_items (user_id, status)"),
+               // Runs once, from version 0 or 1 alike: the table above is the first version's.
+               QStringLiteral("ALTER TABLE transfer_items ADD COLUMN"
+                              " failure_reason INTEGER NOT NULL DEFAULT 0") } };
 }
 
 // Column order shared by the SELECTs and readItem().
@@ -50,43 +44,48 @@ const QLatin1String Columns("id, user_id, file_id, is_download, local_path, remo
                             " remote_path, size, bytes_completed, workspace_id, create_time,"
                             " update_time, status, failure_reason");
 
-// A null QString would be bound as SQL NULL; the text columns hold '' instead.
-QVariant text(const QString& value)
+const QString InsertSql
+        = QStringLiteral("INSERT OR REPLACE INTO transfer_items (id, user_id, file_id, is_download, local_path,"
+                         " remote_parent_path, remote_path, size, bytes_completed, workspace_id, create_time,"
+                         " update_time, status, failure_reason) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
+const QString UpdateSql
+        = QStringLiteral("UPDATE transfer_items SET user_id = ?, file_id = ?, is_download = ?, local_path = ?,"
+                         " remote_parent_path = ?, remote_path = ?, size = ?, bytes_completed = ?, workspace_id = ?,"
+                         " create_time = ?, update_time = ?, status = ?, failure_reason = ? WHERE id = ?");
+const QString DeleteSql = QStringLiteral("DELETE FROM transfer_items WHERE id = ?");
+
+// The fields in the order of the INSERT's columns after the id; the UPDATE
+// binds them first and the id last.
+QVariantList fields(const MFileTransferItem& item)
 {
-    return value.isNull() ? QVariant(QString(QLatin1String(""))) : QVariant(value);
+    return { sqlText(item.getUserId()),
+             sqlText(item.getFileId()),
+             item.getIsDownload() ? 1 : 0,
+             sqlText(item.getLocalPath()),
+             sqlText(item.getRemoteParentPath()),
+             sqlText(item.getRemotePath()),
+             item.getSize(),
+             item.getBytesCompleted(),
+             sqlText(item.getWorkspaceId()),
+             sqlTime(item.getCreateTime()),
+             sqlTime(item.getUpdateTime()),
+             static_cast<int>(item.getStatus()),
+             static_cast<int>(item.getFailureReason()) };
 }
 
-// Milliseconds since the epoch; NULL for an unset time.
-QVariant time(const QDateTime& value)
+QVariantList insertValues(const MFileTransferItem& item)
 {
-    return value.isValid() ? QVariant(value.toMSecsSinceEpoch()) : QVariant();
+    return QVariantList{ item.getId() } + fields(item);
 }
 
-// Read back in UTC: the same instant as what was stored (QDateTime compares
-// instants), without a time-zone lookup in whichever thread reads.
-QDateTime timeAt(const QSqlQuery& query, int column)
+QVariantList updateValues(const MFileTransferItem& item)
 {
-    return query.isNull(column) ? QDateTime()
-                                : QDateTime::fromMSecsSinceEpoch(query.value(column).toLongLong(), Qt::UTC);
+    return fields(item) << item.getId();
 }
 
-// Binds the fields in the order of the INSERT's columns; UPDATE uses the same
-// order with the id moved to the end.
-void bindFields(QSqlQuery& query, const MFileTransferItem& item)
+QVariantList deleteValues(const MFileTransferItem& item)
 {
-    query.addBindValue(text(item.getUserId()));
-    query.addBindValue(text(item.getFileId()));
-    query.addBindValue(item.getIsDownload() ? 1 : 0);
-    query.addBindValue(text(item.getLocalPath()));
-    query.addBindValue(text(item.getRemoteParentPath()));
-    query.addBindValue(text(item.getRemotePath()));
-    query.addBindValue(item.getSize());
-    query.addBindValue(item.getBytesCompleted());
-    query.addBindValue(text(item.getWorkspaceId()));
-    query.addBindValue(time(item.getCreateTime()));
-    query.addBindValue(time(item.getUpdateTime()));
-    query.addBindValue(static_cast<int>(item.getStatus()));
-    query.addBindValue(static_cast<int>(item.getFailureReason()));
+    return { item.getId() };
 }
 
 MFileTransferItem readItem(const QSqlQuery& query)
@@ -102,8 +101,8 @@ MFileTransferItem readItem(const QSqlQuery& query)
     item.setSize(query.value(7).toLongLong());
     item.setBytesCompleted(query.value(8).toLongLong());
     item.setWorkspaceId(query.value(9).toString());
-    item.setCreateTime(timeAt(query, 10));
-    item.setUpdateTime(timeAt(query, 11));
+    item.setCreateTime(sqlTimeAt(query, 10));
+    item.setUpdateTime(sqlTimeAt(query, 11));
     item.setStatus(static_cast<MFileTransferItem::TransferStatus>(query.value(12).toInt()));
     item.setFailureReason(static_cast<MFileTransferItem::FailureReason>(query.value(13).toInt()));
     return item;
@@ -111,166 +110,94 @@ MFileTransferItem readItem(const QSqlQuery& query)
 
 bool hasId(const MFileTransferItem* item, const char* what)
 {
-    if (item && !item->getId().isEmpty())
-        return true;
-    qCWarning(lcStore) << what << "refused:" << (item ? "record without id" : "null record");
-    return false;
+    return (item && !item->getId().isEmpty())
+            || StoreConnection::refuse(what, item ? "record without id" : "null record");
 }
 
-const QString InsertSql
-        = QStringLiteral("INSERT OR REPLACE INTO transfer_items (id, user_id, file_id, is_download, local_path,"
-                         " remote_parent_path, remote_path, size, bytes_completed, workspace_id, create_time,"
-                         " update_time, status, failure_reason) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
-const QString UpdateSql
-        = QStringLiteral("UPDATE transfer_items SET user_id = ?, file_id = ?, is_download = ?, local_path = ?,"
-                         " remote_parent_path = ?, remote_path = ?, size = ?, bytes_completed = ?, workspace_id = ?,"
-                         " create_time = ?, update_time = ?, status = ?, failure_reason = ? WHERE id = ?");
-const QString DeleteSql = QStringLiteral("DELETE FROM transfer_items WHERE id = ?");
-
-bool insertPrepared(QSqlQuery& query, const MFileTransferItem& item)
+const MFileTransferItem* recordOf(const MFileTransferItem* item)
 {
-    query.addBindValue(item.getId());
-    bindFields(query, item);
-    return StoreConnection::exec(query, "transfer insert");
+    return item;
 }
 
-bool updatePrepared(QSqlQuery& query, const MFileTransferItem& item)
+const MFileTransferItem* recordOf(const MFileTransferItem& item)
 {
-    bindFields(query, item);
-    query.addBindValue(item.getId());
-    return StoreConnection::exec(query, "transfer update");
+    return &item;
 }
 
-bool deletePrepared(QSqlQuery& query, const QString& id)
+// Writes every record with \a sql in one transaction, or none at all when one
+// of them is refused.
+template <typename List>
+bool writeAll(const StoreConnection& store, const char* what, const QString& sql, const List& items,
+              QVariantList (*values)(const MFileTransferItem&))
 {
-    query.addBindValue(id);
-    return StoreConnection::exec(query, "transfer delete");
+    QList<QVariantList> rows;
+    for (const auto& item : items) {
+        const MFileTransferItem* record = recordOf(item);
+        if (!hasId(record, what))
+            return false;
+        rows.append(values(*record));
+    }
+    return store.execEach(what, sql, rows);
+}
+
+// Appends the records that \a condition (the query after WHERE) selects.
+bool readWhere(const StoreConnection& store, const char* condition, const QVariantList& values,
+               QList<MFileTransferItem>& items)
+{
+    return store.exec("transfer read",
+                      QStringLiteral("SELECT ") + Columns + QStringLiteral(" FROM transfer_items WHERE ")
+                              + QLatin1String(condition),
+                      values, [&items](const QSqlQuery& query) { items.append(readItem(query)); });
 }
 
 } // namespace
 
 TransferItemDBManager::TransferItemDBManager(const QString& databasePath, const QString& connectionPrefix)
-    : m_databasePath(databasePath.isEmpty() ? ApplicationSettings::databaseLocation() + QStringLiteral("/transfer.db")
-                                            : QFileInfo(databasePath).absoluteFilePath()),
-      m_connectionPrefix(connectionPrefix.isEmpty() ? QStringLiteral("zyr.transfer") : connectionPrefix)
+    : d(std::make_unique<StoreConnection>(QStringLiteral("transfer"), databasePath, connectionPrefix, schema()))
 {
 }
 
-TransferItemDBManager::~TransferItemDBManager()
-{
-    // Other threads' connections end with their threads; this thread's one
-    // is reopened on demand by any other manager of the same file.
-    StoreConnection::release(m_connectionPrefix, m_databasePath);
-}
+TransferItemDBManager::~TransferItemDBManager() = default;
 
 const QString& TransferItemDBManager::databasePath() const
 {
-    return m_databasePath;
+    return d->path();
 }
 
 bool TransferItemDBManager::insertItem(const MFileTransferItem* item)
 {
-    if (!hasId(item, "transfer insert"))
-        return false;
-    const QSqlDatabase db = StoreConnection::database(m_connectionPrefix, m_databasePath, schema());
-    if (!db.isOpen())
-        return false;
-    QSqlQuery query(db);
-    return StoreConnection::prepare(query, InsertSql, "transfer insert") && insertPrepared(query, *item);
+    return hasId(item, "transfer insert") && d->exec("transfer insert", InsertSql, insertValues(*item));
 }
 
 bool TransferItemDBManager::insertItems(const QList<MFileTransferItem*>& items)
 {
-    for (const MFileTransferItem* item : items) {
-        if (!hasId(item, "transfer insert"))
-            return false;
-    }
-    if (items.isEmpty())
-        return true;
-    const QSqlDatabase db = StoreConnection::database(m_connectionPrefix, m_databasePath, schema());
-    if (!db.isOpen())
-        return false;
-    return StoreConnection::forEachInTransaction(
-            db, InsertSql, "transfer insert", items,
-            [](QSqlQuery& query, const MFileTransferItem* item) { return insertPrepared(query, *item); });
+    return writeAll(*d, "transfer insert", InsertSql, items, insertValues);
 }
 
 bool TransferItemDBManager::updateItem(const MFileTransferItem* item)
 {
-    if (!hasId(item, "transfer update"))
-        return false;
-    const QSqlDatabase db = StoreConnection::database(m_connectionPrefix, m_databasePath, schema());
-    if (!db.isOpen())
-        return false;
-    QSqlQuery query(db);
-    return StoreConnection::prepare(query, UpdateSql, "transfer update") && updatePrepared(query, *item);
+    return hasId(item, "transfer update") && d->exec("transfer update", UpdateSql, updateValues(*item));
 }
 
 bool TransferItemDBManager::updateItems(const QList<MFileTransferItem>& items)
 {
-    for (const MFileTransferItem& item : items) {
-        if (!hasId(&item, "transfer update"))
-            return false;
-    }
-    if (items.isEmpty())
-        return true;
-    const QSqlDatabase db = StoreConnection::database(m_connectionPrefix, m_databasePath, schema());
-    if (!db.isOpen())
-        return false;
-    return StoreConnection::forEachInTransaction(
-            db, UpdateSql, "transfer update", items,
-            [](QSqlQuery& query, const MFileTransferItem& item) { return updatePrepared(query, item); });
+    return writeAll(*d, "transfer update", UpdateSql, items, updateValues);
 }
 
 bool TransferItemDBManager::deleteItem(const MFileTransferItem* item)
 {
-    if (!hasId(item, "transfer delete"))
-        return false;
-    const QSqlDatabase db = StoreConnection::database(m_connectionPrefix, m_databasePath, schema());
-    if (!db.isOpen())
-        return false;
-    QSqlQuery query(db);
-    return StoreConnection::prepare(query, DeleteSql, "transfer delete") && deletePrepared(query, item->getId());
+    return hasId(item, "transfer delete") && d->exec("transfer delete", DeleteSql, deleteValues(*item));
 }
 
 bool TransferItemDBManager::deleteItems(const QList<MFileTransferItem*>& items)
 {
-    for (const MFileTransferItem* item : items) {
-        if (!hasId(item, "transfer delete"))
-            return false;
-    }
-    if (items.isEmpty())
-        return true;
-    const QSqlDatabase db = StoreConnection::database(m_connectionPrefix, m_databasePath, schema());
-    if (!db.isOpen())
-        return false;
-    return StoreConnection::forEachInTransaction(
-            db, DeleteSql, "transfer delete", items,
-            [](QSqlQuery& query, const MFileTransferItem* item) { return deletePrepared(query, item->getId()); });
+    return writeAll(*d, "transfer delete", DeleteSql, items, deleteValues);
 }
 
 bool TransferItemDBManager::getUnfinishedItems(const QString& userId, QList<MFileTransferItem>& items)
 {
-    const QSqlDatabase db = StoreConnection::database(m_connectionPrefix, m_databasePath, schema());
-    if (!db.isOpen())
-        return false;
-    QSqlQuery query(db);
-    query.setForwardOnly(true);
-    if (!StoreConnection::prepare(query,
-                                  QStringLiteral("SELECT ") + Columns
-                                          + QStringLiteral(" FROM transfer_items WHERE user_id = ? AND status <> ?"
-                                                           " ORDER BY create_time, rowid"),
-                                  "transfer read"))
-        return false;
-    query.addBindValue(text(userId));
-    query.addBindValue(static_cast<int>(MFileTransferItem::Finished));
-    if (!StoreConnection::exec(query, "transfer read"))
-        return false;
-    QList<MFileTransferItem> read;
-    while (query.next())
-        read.append(readItem(query));
-    items.append(read);
-    return true;
+    return readWhere(*d, "user_id = ? AND status <> ? ORDER BY create_time, rowid",
+                     { sqlText(userId), static_cast<int>(MFileTransferItem::Finished) }, items);
 }
 
 bool TransferItemDBManager::getFinishedItems(const QString& userId, QList<MFileTransferItem>& items, int limit)
@@ -279,27 +206,8 @@ bool TransferItemDBManager::getFinishedItems(const QString& userId, QList<MFileT
         qCWarning(lcStore) << "finished records: negative limit" << limit;
         return false;
     }
-    const QSqlDatabase db = StoreConnection::database(m_connectionPrefix, m_databasePath, schema());
-    if (!db.isOpen())
-        return false;
-    QSqlQuery query(db);
-    query.setForwardOnly(true);
-    if (!StoreConnection::prepare(query,
-                                  QStringLiteral("SELECT ") + Columns
-                                          + QStringLiteral(" FROM transfer_items WHERE user_id = ? AND status = ?"
-                                                           " ORDER BY update_time DESC, rowid DESC LIMIT ?"),
-                                  "transfer read"))
-        return false;
-    query.addBindValue(text(userId));
-    query.addBindValue(static_cast<int>(MFileTransferItem::Finished));
-    query.addBindValue(limit);
-    if (!StoreConnection::exec(query, "transfer read"))
-        return false;
-    QList<MFileTransferItem> read;
-    while (query.next())
-        read.append(readItem(query));
-    items.append(read);
-    return true;
+    return readWhere(*d, "user_id = ? AND status = ? ORDER BY update_time DESC, rowid DESC LIMIT ?",
+                     { sqlText(userId), static_cast<int>(MFileTransferItem::Finished), limit }, items);
 }
 
 } // namespace Trelan::Oku::ZYRCommon

@@ -9,7 +9,11 @@
 #include <QList>
 #include <QString>
 
+#include <memory>
+
 namespace Trelan::Oku::ZYRCommon {
+
+class StoreConnection;
 
 /// SQLite store of transfer records. Usable from any thread: every thread
 /// gets its own connection to the same file, opened on first use and closed
@@ -47,8 +51,7 @@ public:
     bool getFinishedItems(const QString& userId, QList<Trelan::Oku::ZYRModel::MFileTransferItem>& items, int limit);
 
 private:
-    QString m_databasePath;
-    QString m_connectionPrefix;
+    std::unique_ptr<StoreConnection> d;
 };
 
 } // namespace Trelan::Oku::ZYRCommon

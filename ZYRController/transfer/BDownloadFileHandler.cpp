@@ -3,7 +3,7 @@
 #include <ZYRController/BDownloadFileHandler.h>
 
 #include <ZYRController/BActionFinishedCaller.h>
-#include <ZYRController/BSha256Hasher_p.h>
+#include <ZYRController/BBackgroundSha256_p.h>
 
 #include <QFile>
 #include <QLoggingCategory>
@@ -135,11 +135,16 @@ void BDownloadFileHandler::decide(QNetworkReply* reply)
     }
     // The digest is checked for an expected file only.
     m_digest = m_resumeOffset < 0 ? QByteArray() : reply->rawHeader("X-Digest").trimmed().toLower();
-    if (!m_digest.isEmpty()) {
-        m_hasher = std::make_unique<BSha256Hasher>();
-        if (m_bodyOffset > 0 && !hashKeptBytes())
-            m_writeOk = false;
+    if (m_digest.isEmpty())
+        return;
+    // A resumed file's kept beginning is read back by the hashing thread,
+    // behind the writer, which only appends.
+    auto* file = qobject_cast<QFile*>(m_target);
+    if (m_bodyOffset > 0 && (!file || !file->flush())) {
+        m_writeOk = false;
+        return;
     }
+    m_hasher = std::make_unique<BBackgroundSha256>(file ? file->fileName() : QString(), m_bodyOffset);
 }
 
 bool BDownloadFileHandler::emptyFile()
@@ -152,26 +157,6 @@ bool BDownloadFileHandler::emptyFile()
     return false;
 }
 
-bool BDownloadFileHandler::hashKeptBytes()
-{
-    auto* file = qobject_cast<QFile*>(m_target);
-    if (!file || !file->flush())
-        return false;
-    QFile kept(file->fileName());
-    if (!kept.open(QIODevice::ReadOnly))
-        return false;
-    char buffer[CopyBufferSize];
-    qint64 left = m_bodyOffset;
-    while (left > 0) {
-        const qint64 read = kept.read(buffer, qMin(left, CopyBufferSize));
-        if (read <= 0)
-            return false;
-        m_hasher->addData(buffer, read);
-        left -= read;
-    }
-    return true;
-}
-
 void BDownloadFileHandler::drainReply()
 {
     QNetworkReply* reply = getReply();
@@ -182,9 +167,12 @@ void BDownloadFileHandler::drainReply()
     const bool content = m_bodyOffset >= 0 && m_writeOk && m_target;
     // Drain everything buffered: the reply's buffer is unbounded, so leaving
     // bytes behind would make memory grow with the file size.
-    char buffer[CopyBufferSize];
+    // A checked download reads straight into the hasher's pieces: they are
+    // larger, and hashed on its thread after they are written.
+    char local[CopyBufferSize];
     for (;;) {
-        qint64 read = reply->read(buffer, CopyBufferSize);
+        char* buffer = m_hasher ? m_hasher->piece() : local;
+        qint64 read = reply->read(buffer, m_hasher ? BBackgroundSha256::PieceSize : CopyBufferSize);
         if (read <= 0)
             break;
         if (!content || !m_writeOk)
@@ -199,7 +187,7 @@ void BDownloadFileHandler::drainReply()
             continue;
         }
         if (m_hasher)
-            m_hasher->addData(buffer, read);
+            m_hasher->submit(read);
         m_bytesWritten += read;
     }
     if (auto* file = qobject_cast<QFileDevice*>(m_target))

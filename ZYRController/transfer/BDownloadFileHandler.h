@@ -11,7 +11,7 @@ class QIODevice;
 
 namespace Trelan::Oku::ZYRController {
 
-class BSha256Hasher;
+class BBackgroundSha256;
 
 /// Writes a download's body into an open file as it arrives and forwards
 /// progress and completion to its caller. The file is not owned; it must
@@ -23,12 +23,13 @@ class BSha256Hasher;
 /// ignores the range still gives exact bytes). Any other answer's body is a
 /// message and is dropped. Bytes beyond the expected file size are dropped
 /// too. When the answer carries "X-Digest", the file's bytes are hashed as
-/// they are written (after its kept beginning, for a resume), so that the
-/// caller can compare.
+/// they are written (after its kept beginning, for a resume), on a thread of
+/// their own, so that the caller can compare.
 class ZYRCONTROLLER_EXPORT BDownloadFileHandler : public BReplyHandlerBase {
     Q_OBJECT
 public:
-    /// Size of the pieces read from the reply and written to the device.
+    /// Size of the pieces read from the reply and written to the device when
+    /// no digest is checked (a checked download uses the hasher's pieces).
     static constexpr qint64 CopyBufferSize = 10240;
 
     BDownloadFileHandler(BActionFinishedCallerBase* caller, QIODevice* target);
@@ -64,7 +65,6 @@ public Q_SLOTS:
 private:
     void decide(QNetworkReply* reply);
     bool emptyFile();
-    bool hashKeptBytes();
     void drainReply();
 
     QIODevice* m_target;
@@ -78,7 +78,7 @@ private:
     bool m_exceeded = false;
     QByteArray m_digest;
     QByteArray m_result;
-    std::unique_ptr<BSha256Hasher> m_hasher;
+    std::unique_ptr<BBackgroundSha256> m_hasher;
 };
 
 } // namespace Trelan::Oku::ZYRController

@@ -153,21 +153,30 @@ private Q_SLOTS:
     void changesShowInTheTreeAndOnTheServer();
 
 private:
-    BTCloudManager* signIn(const QString& account = "alice") { return (m_manager = signedIn(account)).get(); }
-    QJsonObject get(const QByteArray& route)
-    {
-        return m_cloud->request("GET", DesignRoute + route, {}, m_token).json();
-    }
-    QStringList onServer(const QString& path)
-    {
-        return fieldOf(get("children?path=" + QUrl::toPercentEncoding(path))["items"].toArray(), "name");
-    }
+    BTCloudManager* signIn(const QString& account = "alice");
+    QJsonObject get(const QByteArray& route);
+    QStringList onServer(const QString& path);
 
     std::unique_ptr<CloudServerFixture> m_cloud;
     std::unique_ptr<BTCloudManager> m_manager;
     QTemporaryDir m_dir;
     QString m_token;
 };
+
+BTCloudManager* tst_BTCloudManager::signIn(const QString& account)
+{
+    return (m_manager = signedIn(account)).get();
+}
+
+QJsonObject tst_BTCloudManager::get(const QByteArray& route)
+{
+    return m_cloud->request("GET", DesignRoute + route, {}, m_token).json();
+}
+
+QStringList tst_BTCloudManager::onServer(const QString& path)
+{
+    return fieldOf(get("children?path=" + QUrl::toPercentEncoding(path))["items"].toArray(), "name");
+}
 
 void tst_BTCloudManager::initTestCase()
 {

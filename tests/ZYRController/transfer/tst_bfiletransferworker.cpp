@@ -75,6 +75,17 @@ QByteArray answer(int status, const QByteArray& range, const QByteArray& body, c
     return httpAnswer(status, headers, body, cut);
 }
 
+// The file the scripted server serves: larger than the pieces a download is
+// written and hashed in, all in flight at once; a resume keeps more than one.
+constexpr qint64 FileSize = 3 * 1024 * 1024 + 1000;
+constexpr qint64 Kept = 1024 * 1024 + 400;
+
+QByteArray contentRange(qint64 from, qint64 total = FileSize)
+{
+    return "bytes " + QByteArray::number(from) + '-' + QByteArray::number(FileSize - 1) + '/'
+            + QByteArray::number(total);
+}
+
 } // namespace
 
 class TestBFileTransferWorker : public QObject {
@@ -139,37 +150,41 @@ void TestBFileTransferWorker::onlyTheFilesBytesReachTheTarget_data()
     QTest::addColumn<qint64>("partialAfter"); // its size after a failure; -1: gone
     QTest::addColumn<qint64>("start"); // where the (next) honest download starts
 
-    const QByteArray file = generatedBytes(1000, 3);
+    const QByteArray file = generatedBytes(FileSize, 3);
     const QByteArray digest = sha256(file).toLatin1();
-    const QByteArray kept = file.left(400);
-    const QByteArray range = "bytes 400-999/1000";
+    const QByteArray kept = file.left(Kept);
+    const QByteArray range = contentRange(Kept);
     const QByteArray honest;
     const int ok = Item::NoFailure;
     QTest::newRow("no partial file") << QByteArray() << honest << ok << qint64(-1) << qint64(0);
-    QTest::newRow("part of the file resumes") << kept << honest << ok << qint64(-1) << qint64(400);
+    QTest::newRow("part of the file resumes") << kept << honest << ok << qint64(-1) << Kept;
     QTest::newRow("one byte resumes") << file.left(1) << honest << ok << qint64(-1) << qint64(1);
     QTest::newRow("as large as the file starts over")
-            << QByteArray(1000, 'z') << honest << ok << qint64(-1) << qint64(0);
+            << QByteArray(FileSize, 'z') << honest << ok << qint64(-1) << qint64(0);
     QTest::newRow("larger than the file starts over")
-            << QByteArray(1500, 'z') << honest << ok << qint64(-1) << qint64(0);
+            << QByteArray(FileSize + 500, 'z') << honest << ok << qint64(-1) << qint64(0);
     QTest::newRow("range ignored: the whole file")
             << kept << answer(200, {}, file, digest) << ok << qint64(-1) << qint64(0);
     QTest::newRow("range ignored, no digest") << kept << answer(200, {}, file, {}) << ok << qint64(-1) << qint64(0);
-    QTest::newRow("short error answer") << kept << answer(416, "bytes */1000", R"({"code":416})", {})
-                                        << int(Item::RequestFailed) << qint64(400) << qint64(400);
-    QTest::newRow("range from another offset") << kept << answer(206, "bytes 0-999/1000", file, digest)
-                                               << int(Item::RequestFailed) << qint64(400) << qint64(400);
-    QTest::newRow("no answer at all") << kept << QByteArray("hold") << int(Item::TimedOut) << qint64(400)
-                                      << qint64(400);
-    QTest::newRow("cut off") << kept << answer(206, range, file.mid(400, 200), digest, true) << int(Item::RequestFailed)
-                             << qint64(600) << qint64(600);
-    QTest::newRow("digest does not match") << kept << answer(206, range, file.mid(400), sha256("x").toLatin1())
+    QTest::newRow("short error answer") << kept
+                                        << answer(416, "bytes */" + QByteArray::number(FileSize), R"({"code":416})", {})
+                                        << int(Item::RequestFailed) << Kept << Kept;
+    QTest::newRow("range from another offset")
+            << kept << answer(206, contentRange(0), file, digest) << int(Item::RequestFailed) << Kept << Kept;
+    QTest::newRow("no answer at all") << kept << QByteArray("hold") << int(Item::TimedOut) << Kept << Kept;
+    QTest::newRow("cut off") << kept << answer(206, range, file.mid(Kept, 200), digest, true)
+                             << int(Item::RequestFailed) << Kept + 200 << Kept + 200;
+    QTest::newRow("digest does not match") << kept << answer(206, range, file.mid(Kept), sha256("x").toLatin1())
                                            << int(Item::WrongContent) << qint64(-1) << qint64(0);
-    QTest::newRow("wrong bytes kept from before") << QByteArray(400, 'z') << answer(206, range, file.mid(400), digest)
-                                                  << int(Item::WrongContent) << qint64(-1) << qint64(0);
+    QTest::newRow("wrong byte kept from before")
+            << QByteArray(kept).replace(Kept / 2, 1, "?") << answer(206, range, file.mid(Kept), digest)
+            << int(Item::WrongContent) << qint64(-1) << qint64(0);
+    QTest::newRow("wrong last byte") << kept
+                                     << answer(206, range, file.mid(Kept).replace(FileSize - Kept - 1, 1, "?"), digest)
+                                     << int(Item::WrongContent) << qint64(-1) << qint64(0);
     QTest::newRow("more bytes than listed")
             << QByteArray() << answer(200, {}, file + file, {}) << int(Item::WrongContent) << qint64(-1) << qint64(0);
-    QTest::newRow("another file size") << kept << answer(206, "bytes 400-999/2000", file.mid(400), {})
+    QTest::newRow("another file size") << kept << answer(206, contentRange(Kept, 2 * FileSize), file.mid(Kept), {})
                                        << int(Item::WrongContent) << qint64(-1) << qint64(0);
 }
 
@@ -183,15 +198,14 @@ void TestBFileTransferWorker::onlyTheFilesBytesReachTheTarget()
     BTimings fast;
     fast.inactivityTimeoutMs = 1500;
     BTimings::Override timings(fast);
-    const QByteArray file = generatedBytes(1000, 3);
+    const QByteArray file = generatedBytes(FileSize, 3);
     ScriptedServer server;
     ZYRServiceUtil::setServerUrl(server.url());
     server.answer = [&](const QByteArray&, const QByteArray& range) {
         if (server.targets.size() == 1 && !first.isEmpty())
             return first == "hold" ? QByteArray() : first;
         const qint64 from = range.mid(6).split('-').value(0).toLongLong();
-        const QByteArray honestRange = "bytes " + QByteArray::number(from) + "-999/1000";
-        return answer(from > 0 ? 206 : 200, from > 0 ? honestRange : QByteArray(), file.mid(from),
+        return answer(from > 0 ? 206 : 200, from > 0 ? contentRange(from) : QByteArray(), file.mid(from),
                       sha256(file).toLatin1());
     };
 
