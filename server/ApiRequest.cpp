@@ -209,7 +209,7 @@ std::string ApiRequest::dump(const json& value)
 void ApiRequest::sendJson(const json& value, int status)
 {
     m_response.status = status;
-    m_response.set_content(dump(value), "application/json; charset=utf-8");
+    m_response.set_content(dump(value), JsonContentType);
 }
 
 void ApiRequest::sendBytes(const std::string& bytes, const std::string& contentType)

@@ -23,6 +23,9 @@ public:
     // the server close the connection after answering.
     static constexpr std::int64_t MaxDrainBytes = 16 * 1048576;
     static constexpr std::size_t FileChunkBytes = 512 * 1024;
+    // JSON is UTF-8 by definition, so no charset parameter: every reply
+    // header byte costs a client that parses headers byte by byte (Qt).
+    static constexpr const char* JsonContentType = "application/json";
 
     // "id=<id>" or "path=<path>", exactly one of the two.
     struct NodeKey {

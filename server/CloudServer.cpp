@@ -30,6 +30,18 @@ std::string statusText(int status)
         return "HTTP error " + std::to_string(status);
     }
 }
+
+// The Request object is a mutable local of cpp-httplib's request loop.
+// Clearing what it parsed from Range and Accept-Encoding stops it from
+// slicing replies by range on its own (downloads do that themselves,
+// everything else ignores Range) and from compressing text and JSON
+// replies: byte counts must match stored bytes.
+void keepRepliesWhole(const httplib::Request& request)
+{
+    auto& mutableRequest = const_cast<httplib::Request&>(request);
+    mutableRequest.ranges.clear();
+    mutableRequest.headers.erase("Accept-Encoding");
+}
 } // namespace
 
 CloudServer::CloudServer(const ServerOptions& options, Database& db, BlobStore& blobs)
@@ -70,37 +82,38 @@ void CloudServer::configure()
     m_server.set_payload_max_length(std::numeric_limits<std::size_t>::max());
 
     m_server.set_pre_routing_handler([](const httplib::Request& request, httplib::Response&) {
-        // The Request object is a mutable local of cpp-httplib's request
-        // loop. Clearing what it parsed from Range and Accept-Encoding
-        // stops it from slicing replies by range on its own (downloads do
-        // that themselves, everything else ignores Range) and from
-        // compressing text replies: byte counts must match stored bytes.
-        auto& mutableRequest = const_cast<httplib::Request&>(request);
-        mutableRequest.ranges.clear();
-        mutableRequest.headers.erase("Accept-Encoding");
+        keepRepliesWhole(request);
         return httplib::Server::HandlerResponse::Unhandled;
     });
 
-    m_server.set_error_handler(
-            httplib::Server::HandlerWithResponse([](const httplib::Request& request, httplib::Response& response) {
-                const_cast<httplib::Request&>(request).ranges.clear();
-                if (response.body.empty() && !response.content_provider_) {
-                    // Errors cpp-httplib produces itself: unknown routes, bad
-                    // request lines, and Range headers it cannot parse (which
-                    // it answers with 416 before any route sees them).
-                    int status = response.status;
-                    std::string message = statusText(status);
-                    if (status == 416) {
-                        status = 400;
-                        message = "unsupported Range header";
-                    }
-                    response.status = status;
-                    response.set_content(ApiRequest::dump(ObjectJson::error(status, message)),
-                                         "application/json; charset=utf-8");
-                }
-                // Handled makes cpp-httplib set Content-Length for this body.
-                return httplib::Server::HandlerResponse::Handled;
-            }));
+    // cpp-httplib adds "Keep-Alive: timeout=.., max=.." to every reply that
+    // keeps its connection. HTTP/1.1 clients keep connections without it
+    // (Qt and curl do not read it), while Qt, which parses reply headers
+    // byte by byte, pays a system call for each of its 35 bytes per reply.
+    m_server.set_post_routing_handler(
+            [](const httplib::Request&, httplib::Response& response) { response.headers.erase("Keep-Alive"); });
+
+    m_server.set_error_handler(httplib::Server::HandlerWithResponse([](const httplib::Request& request,
+                                                                       httplib::Response& response) {
+        // Also for requests refused before routing (a bad Range header):
+        // cpp-httplib would gzip their plain "application/json" error.
+        keepRepliesWhole(request);
+        if (response.body.empty() && !response.content_provider_) {
+            // Errors cpp-httplib produces itself: unknown routes, bad
+            // request lines, and Range headers it cannot parse (which
+            // it answers with 416 before any route sees them).
+            int status = response.status;
+            std::string message = statusText(status);
+            if (status == 416) {
+                status = 400;
+                message = "unsupported Range header";
+            }
+            response.status = status;
+            response.set_content(ApiRequest::dump(ObjectJson::error(status, message)), ApiRequest::JsonContentType);
+        }
+        // Handled makes cpp-httplib set Content-Length for this body.
+        return httplib::Server::HandlerResponse::Handled;
+    }));
 
     m_server.set_exception_handler(
             [](const httplib::Request& request, httplib::Response& response, std::exception_ptr error) {
@@ -113,7 +126,7 @@ void CloudServer::configure()
                 }
                 response.status = 500;
                 response.set_content(ApiRequest::dump(ObjectJson::error(500, "internal server error")),
-                                     "application/json; charset=utf-8");
+                                     ApiRequest::JsonContentType);
             });
 
     if (m_context.options.verbose) {
