@@ -8,6 +8,7 @@
 #include <ZYRController/BTimings.h>
 #include <ZYRService/ZYRServiceUtil.h>
 
+#include <QElapsedTimer>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QProcess>
@@ -217,6 +218,8 @@ void TestBFileTransferManager::changesAreWrittenInBatches()
     auto queue = queueWithFailedRecords(4);
     const QList<Item*> items = queue->getUnfinishedItems();
     const QString removedId = items.at(3)->getId();
+    QElapsedTimer sinceFirst;
+    sinceFirst.start();
     for (Item* item : items) {
         item->setBytesCompleted(42);
         queue->slotTransferItemStatusUpdated(item, Item::Failed, Item::Failed);
@@ -228,6 +231,7 @@ void TestBFileTransferManager::changesAreWrittenInBatches()
     QCOMPARE(storeContents().value(items.at(1)->getId()).getBytesCompleted(), qint64(0));
     QVERIFY(!storeContents().contains(removedId));
     QTRY_COMPARE_WITH_TIMEOUT(storeContents().value(items.at(1)->getId()).getBytesCompleted(), qint64(42), 5000);
+    QVERIFY(sinceFirst.elapsed() >= 270); // a whole tick, give or take a coarse timer's 5 %
     QCOMPARE(storeContents().value(items.at(2)->getId()).getBytesCompleted(), qint64(42));
     QVERIFY(!storeContents().contains(removedId));
 }
