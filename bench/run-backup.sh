@@ -55,13 +55,7 @@ echo "zyr-cloud at $base, seeded in $(awk -v a="$t0" -v b="$(date +%s.%N)" 'BEGI
 echo "data directory and backups on: $(df -h "$work" | awk 'NR==2 {print $1}')"
 echo
 
-median() { sort -g | awk '{a[NR]=$1} END {print a[int((NR+1)/2)]}'; }
-mibps() { awk -v b="$1" -v s="$2" 'BEGIN {printf "%.1f", b/1048576/s}'; }
-ratio() { awk -v a="$1" -v b="$2" 'BEGIN {printf "%.2f", a/b}'; }
-peak() { awk -F': ' '/Maximum resident set size/ {printf "%.1f", $2/1024}' "$1"; }
-now() { date +%s.%N; }
 since() { awk -v a="$1" -v b="$(now)" 'BEGIN {print b-a}'; }
-field() { sed -n "s/.* $1=\([^ ]*\).*/\1/p; s/^$1=\([^ ]*\).*/\1/p" "$2"; }
 
 # The backup under /usr/bin/time; its line of figures goes to $work/backup.log.
 backup() {

@@ -51,8 +51,6 @@ requests=$((children + 1))
   done
 } >"$work/curl.cfg"
 
-median() { sort -g | awk '{a[NR]=$1} END {print a[int((NR+1)/2)]}'; }
-now() { date +%s.%N; }
 cpu() { awk '{printf "%.2f", $1 + $2}' "$work/cpu"; } # of the last timed command
 timed() { /usr/bin/time -o "$work/cpu" -f '%U %S' "$@"; }
 curl_run() { # extra curl options; prints seconds

@@ -41,12 +41,6 @@ source "$here/bench/common.sh"
 start_cloud "$server_bin" "$seed" zyr-bench-queue
 api="$base/api/v1/workspaces/w-design"
 
-median() { sort -g | awk '{a[NR]=$1} END {print a[int((NR+1)/2)]}'; }
-mibps() { awk -v b="$1" -v s="$2" 'BEGIN {printf "%.1f", b/1048576/s}'; }
-ratio() { awk -v a="$1" -v b="$2" 'BEGIN {printf "%.2f", a/b}'; }
-peak() { awk -F': ' '/Maximum resident set size/ {printf "%.1f", $2/1024}' "$1"; }
-now() { date +%s.%N; }
-field() { sed -n "s/.* $1=\([^ ]*\).*/\1/p" "$2"; }
 
 # The queue under /usr/bin/time; its line of figures goes to $work/queue.log.
 queue() {

@@ -30,10 +30,6 @@ done
 source "$here/bench/common.sh"
 start_cloud "$server_bin" "$seed" zyr-bench
 
-median() { sort -g | awk '{a[NR]=$1} END {print a[int((NR+1)/2)]}'; }
-mibps() { awk -v b="$1" -v s="$2" 'BEGIN {printf "%.1f", b/1048576/s}'; }
-# Peak resident set size in MiB from a /usr/bin/time -v log.
-peak() { awk -F': ' '/Maximum resident set size/ {printf "%.1f", $2/1024}' "$1"; }
 
 echo "zyr-cloud at $base; $(nproc) cores, $(sed -n 's/^model name\s*: //p' /proc/cpuinfo | head -1)"
 echo "data directory and downloads on: $(df -h "$work" | awk 'NR==2 {print $1}')"
