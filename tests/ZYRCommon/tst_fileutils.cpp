@@ -58,6 +58,7 @@ void tst_FileUtils::checkLocalName_data()
     QTest::newRow("backslash") << u"..\\x"_s << P::Separator;
     QTest::newRow("nul") << u"a"_s + QChar(0) + u"b"_s << P::ControlCharacter;
     QTest::newRow("newline") << u"a\nb"_s << P::ControlCharacter;
+    QTest::newRow("unit separator") << u"a"_s + QChar(0x1f) << P::ControlCharacter;
     QTest::newRow("delete") << u"a"_s + QChar(0x7f) << P::ControlCharacter;
     QTest::newRow("255 bytes") << QString(255, u'x') << P::None;
     QTest::newRow("256 bytes") << QString(256, u'x') << P::TooLong;

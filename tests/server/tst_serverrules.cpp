@@ -48,6 +48,27 @@ void row(const char* name, const char* who, const char* method, const QByteArray
     QTest::newRow(name) << QByteArray(who) << QByteArray(method) << target << body << status;
 }
 
+// Members of w-projects on either side of each threshold, and an ADMIN of
+// value 0: a privileged request for an unknown file is a 404, not a 403.
+struct Edge {
+    const char* account;
+    const char* role;
+    int value;
+    const char* method;
+    QByteArray target;
+    QByteArray body;
+    int status;
+};
+const QList<Edge> Edges{ { "v7", "MEMBER", 7, "GET", P + "/children?id=f-none", {}, 404 },
+                         { "d46", "MEMBER", 46, "GET", P + "/files/f-none/content", {}, 403 },
+                         { "d47", "MEMBER", 47, "GET", P + "/files/f-none/content", {}, 404 },
+                         { "c45358", "MEMBER", 45358, "POST", P + "/folders", folder("x", "f-none"), 403 },
+                         { "c45359", "MEMBER", 45359, "POST", P + "/folders", folder("x", "f-none"), 404 },
+                         { "u48942", "MEMBER", 48942, "PUT", P + "/files/f-none/name", R"({"name":"x"})", 403 },
+                         { "x1425198", "MEMBER", 1425198, "DELETE", P + "/files/f-none", {}, 403 },
+                         { "x1425199", "MEMBER", 1425199, "DELETE", P + "/files/f-none", {}, 404 },
+                         { "admin", "ADMIN", 0, "DELETE", P + "/files/f-none", {}, 404 } };
+
 } // namespace
 
 class TestServerRules : public QObject {
@@ -77,10 +98,19 @@ void TestServerRules::initTestCase()
     QFile sample(CloudServerFixture::defaultOptions().seedFile);
     QVERIFY(sample.open(QIODevice::ReadOnly));
     const QByteArray bob = R"({"userId": "u-bob", "role": "CREATOR"})";
+    QByteArray members = R"(,{"userId":"u-carol","role":"MEMBER","maxPrivilegeValue":6})";
+    QByteArray users = R"({"id":"u-carol","account":"carol","password":"c"},)";
+    for (const Edge& e : Edges) {
+        members += QStringLiteral(R"(,{"userId":"u-%1","role":"%2","maxPrivilegeValue":%3})")
+                           .arg(QLatin1String(e.account), QLatin1String(e.role))
+                           .arg(e.value)
+                           .toUtf8();
+        users += QStringLiteral(R"({"id":"u-%1","account":"%1","password":"p"},)")
+                         .arg(QLatin1String(e.account))
+                         .toUtf8();
+    }
     const QByteArray seed
-            = sample.readAll()
-                      .replace(bob, bob + R"(,{"userId":"u-carol","role":"MEMBER","maxPrivilegeValue":6})")
-                      .replace(R"("users": [)", R"("users": [{"id":"u-carol","account":"carol","password":"c"},)");
+            = sample.readAll().replace(bob, bob + members).replace(R"("users": [)", R"("users": [)" + users);
     QFile file(m_dir.filePath(QStringLiteral("seed.json")));
     QVERIFY(file.open(QIODevice::WriteOnly) && file.write(seed) > 0);
     file.close();
@@ -91,6 +121,8 @@ void TestServerRules::initTestCase()
     m_tokens = { { "alice", m_cloud->signIn() },
                  { "bob", m_cloud->signIn(QStringLiteral("bob"), QStringLiteral("bob-pass")) },
                  { "carol", m_cloud->signIn(QStringLiteral("carol"), QStringLiteral("c")) } };
+    for (const Edge& e : Edges)
+        m_tokens.insert(e.account, m_cloud->signIn(QLatin1String(e.account), QStringLiteral("p")));
     QVERIFY(!m_tokens.values().contains(QString()));
 }
 
@@ -172,6 +204,8 @@ void TestServerRules::statusOfEachRequest_data()
     row("carol is no member of w-design", "carol", "GET", D + "/quota", "", 403);
     row("carol asks the path of a w-design file", "carol", "GET", "/api/v1/files/path?id=f-plan", "", 403);
     row("unknown workspace before membership", "carol", "GET", "/api/v1/workspaces/w-none/quota", "", 404);
+    for (const Edge& e : Edges)
+        row(e.account, e.account, e.method, e.target, e.body, e.status);
 
     row("folder name taken", "alice", "POST", D + "/folders", folder("overview.txt", "f-design"), 409);
     row("folder in a file", "alice", "POST", D + "/folders", folder("x", "f-readme"), 400);

@@ -230,9 +230,13 @@ void TestBFileBackupWorker::startUpRetries()
                 { { "pathPrefix", "/api/v1/workspaces" }, { "status", 503 }, { "times", workspaceFailures } });
     const QString dir = m_tmp->filePath(u"retries/"_s + QString::fromLatin1(QTest::currentDataTag()));
     const QDateTime begun = QDateTime::currentDateTime();
-    QCOMPARE(backup(dir, { u"w-10"_s }), succeeds);
+    BFileBackupWorker worker(u"u-alice"_s, m_token, dir, { u"w-10"_s });
+    QCOMPARE(run(worker), succeeds);
     QVERIFY(begun.msecsTo(QDateTime::currentDateTime()) >= (userInfoFailures + workspaceFailures - 1) * 40);
     QCOMPARE(QFileInfo::exists(dir + u"/u-alice_Alice/w-10_Projects/y.txt"_s), succeeds);
+    // Run again, the same worker counts afresh.
+    m_cloud->addFault({ { "pathPrefix", "/api/v1/users/me" }, { "status", 503 }, { "times", 1 } });
+    QCOMPARE(run(worker), true);
 }
 
 void TestBFileBackupWorker::endsOnInactivity_data()

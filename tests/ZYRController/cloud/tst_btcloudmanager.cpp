@@ -187,6 +187,13 @@ void tst_BTCloudManager::initTestCase()
     m_token = m_cloud->signIn();
     QVERIFY(!m_token.isEmpty());
     QVERIFY(QDir(m_dir.path()).mkpath("D/proj/sub") && QDir(m_dir.path()).mkpath("D/project"));
+    // More children than privilege queries go out at once.
+    const QJsonObject many{ { "parentId", "f-2019" }, { "name", "Many" } };
+    const auto made = m_cloud->request("POST", DesignRoute + "folders", QJsonDocument(many).toJson(), m_token);
+    for (int i = 0; i < 49; ++i) {
+        const QJsonObject child{ { "parentId", made.json()["id"] }, { "name", QString::asprintf("c%02d", i) } };
+        QCOMPARE(m_cloud->request("POST", DesignRoute + "folders", QJsonDocument(child).toJson(), m_token).status, 200);
+    }
 }
 
 void tst_BTCloudManager::cleanup()
@@ -239,6 +246,8 @@ void tst_BTCloudManager::childrenCarryThePrivilegesOfTheRole_data()
     QTest::newRow("member of value 48943, by path")
             << "alice w-projects /Alpha /Alpha notes.txt" << AllPrivileges.mid(0, 5);
     QTest::newRow("creator of the other workspace") << "bob w-projects f-p-alpha /Alpha notes.txt" << AllPrivileges;
+    QTest::newRow("more children than queries in flight")
+            << "alice w-design /Design/2019/Many /Design/2019/Many c48" << AllPrivileges;
 }
 
 void tst_BTCloudManager::childrenCarryThePrivilegesOfTheRole()
@@ -246,6 +255,9 @@ void tst_BTCloudManager::childrenCarryThePrivilegesOfTheRole()
     QFETCH(QString, where);
     QFETCH(QStringList, privileges);
     const QStringList w = where.split(' ');
+    BTimings fast;
+    fast.syncWaitMs = 20000; // a stalled batch ends the wait, not the test's time limit
+    BTimings::Override scope(fast);
     BTCloudManager* m = signIn(w[0]);
     QVERIFY(m);
     QStringList atSignal;
@@ -257,6 +269,9 @@ void tst_BTCloudManager::childrenCarryThePrivilegesOfTheRole()
     QVERIFY(folder && folder->getPath() == w[3] && m->getActiveWorkspace()->getId() == w[1]);
     QCOMPARE(atSignal, privileges); // waited for before the signal
     QVERIFY(!m->queryChildrenByInfo(w[1], w[2], w[2].startsWith('/'))); // the active folder is not asked again
+    // An id is unique across workspaces, a path is not.
+    const QString other = w[1] == Design ? "w-projects" : Design;
+    QCOMPARE(m->queryChildrenByInfo(other, w[2], w[2].startsWith('/')), w[2].startsWith('/'));
 }
 
 void tst_BTCloudManager::queriesFillTheNode()
@@ -325,6 +340,8 @@ void tst_BTCloudManager::workspaceListMergesOrRebuilds_data()
                                                                  << "w-projects w-design w-extra;w-projects;";
     QTest::newRow("full update without a default activates the first") << false << "w-extra,w-design"
                                                                        << "w-extra w-design;w-extra;";
+    QTest::newRow("full update activates the default only") << false << "w-design,w-projects*"
+                                                            << "w-design w-projects;w-projects;";
 }
 
 void tst_BTCloudManager::workspaceListMergesOrRebuilds()

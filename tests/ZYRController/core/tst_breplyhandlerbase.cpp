@@ -94,6 +94,9 @@ void TestBReplyHandlerBase::bodyReaders_data()
     QTest::newRow("envelope: code 5 gives the root and failure")
             << Reader::Envelope << QByteArray(R"({"code":5,"data":{"id":"x"}})") << false
             << QByteArray(R"({"code":5,"data":{"id":"x"}})");
+    QTest::newRow("envelope: a negative code is a failure")
+            << Reader::Envelope << QByteArray(R"({"code":-1,"data":{}})") << false
+            << QByteArray(R"({"code":-1,"data":{}})");
     QTest::newRow("envelope: data without code is no envelope")
             << Reader::Envelope << QByteArray(R"({"data":{"id":"x"}})") << true << QByteArray(R"({"data":{"id":"x"}})");
     QTest::newRow("envelope: array") << Reader::Envelope << QByteArray(R"([{"code":0}])") << false << untouched;
@@ -155,6 +158,7 @@ void TestBReplyHandlerBase::onlyStatus200IsParsed()
     QVERIFY(m_harness.run(new ProbeHandler(owner.caller(), &probe), status));
     QCOMPARE(owner.calls, 1);
     QCOMPARE(probe.parses, status == 200 ? 1 : 0);
+    QCOMPARE(owner.statusOk, status == 200);
     QCOMPARE(owner.status, status);
     QCOMPARE(owner.errorCode, error);
     QCOMPARE(owner.errorString.isEmpty(), error == QNetworkReply::NoError);

@@ -7,6 +7,7 @@
 // CAD viewer, which writes its arguments one a line to "<its path>.args".
 #include <chrono>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <string>
 #include <thread>
@@ -44,6 +45,8 @@ int main(int argc, char** argv)
             std::this_thread::sleep_for(std::chrono::milliseconds(20));
         return 0;
     }
+    if (mode == "back") // a copy restored by the program: an earlier time
+        std::filesystem::last_write_time(file, std::filesystem::last_write_time(file) - std::chrono::hours(1));
     if (mode == "edit" || mode == "lock")
         std::ofstream(file, std::ios::app) << "edited\n";
     std::ofstream(control + "/opened.log", std::ios::app) << file << '\n';

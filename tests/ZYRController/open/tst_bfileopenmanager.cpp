@@ -189,16 +189,18 @@ void TestBFileOpenManager::editedFileGoesBackAsNewVersion_data()
 {
     QTest::addColumn<QByteArray>("mode");
     QTest::addColumn<bool>("parentKnown");
-    QTest::newRow("edited, folder known") << QByteArray("edit") << true;
-    QTest::newRow("edited, folder asked for") << QByteArray("edit") << false;
-    QTest::newRow("handed off, a child keeps it open") << QByteArray("hold") << false;
-    QTest::newRow("handed off, an editor's lock file") << QByteArray("lock") << false;
+    QTest::addColumn<QByteArray>("again"); // the second opening changes nothing: "look", or sets the time "back"
+    QTest::newRow("edited, folder known") << QByteArray("edit") << true << QByteArray("look");
+    QTest::newRow("edited, folder asked for") << QByteArray("edit") << false << QByteArray("back");
+    QTest::newRow("handed off, a child keeps it open") << QByteArray("hold") << false << QByteArray("look");
+    QTest::newRow("handed off, an editor's lock file") << QByteArray("lock") << false << QByteArray("look");
 }
 
 void TestBFileOpenManager::editedFileGoesBackAsNewVersion()
 {
     QFETCH(QByteArray, mode);
     QFETCH(bool, parentKnown);
+    QFETCH(QByteArray, again);
     const QString name = u"%1-%2.txt"_s.arg(QString::fromLatin1(mode)).arg(parentKnown);
     const QByteArray edited = "first line\nedited\n";
     const auto file = putFile(name, "first line\n", parentKnown);
@@ -235,16 +237,16 @@ void TestBFileOpenManager::editedFileGoesBackAsNewVersion()
 
     // Looked at again: the cache answers with the edited copy, nothing is
     // sent, and the record stays for a later change.
-    setMode("look");
-    const auto again = QSharedPointer<MFile>::create(newVersion);
-    manager->openFile(again);
+    setMode(again);
+    const auto reopened = QSharedPointer<MFile>::create(newVersion);
+    manager->openFile(reopened);
     QTRY_COMPARE_WITH_TIMEOUT(opened(), QStringList{ copy }, LongWaitMs);
     QVERIFY(waitForWorkersAndViewers());
     QCOMPARE(downloads.count(), 1);
     QCOMPARE(started.count(), 1);
-    manager->slotOpenFinished(true, true, again->getId());
+    manager->slotOpenFinished(true, true, reopened->getId());
     QCOMPARE(started.value(1), QVariantList{ name });
-    QTRY_VERIFY_WITH_TIMEOUT(newVersion.getId() != again->getId(), LongWaitMs);
+    QTRY_VERIFY_WITH_TIMEOUT(newVersion.getId() != reopened->getId(), LongWaitMs);
 }
 
 void TestBFileOpenManager::cachedCopyIsUsedOnlyWhenCurrent_data()

@@ -38,6 +38,7 @@ public:
     {
         ++calls;
         status = handler->statusCode();
+        statusOk = handler->isStatusOk();
         errorCode = handler->errorCode();
         errorString = handler->errorString();
         results = parsedResults(handler);
@@ -51,6 +52,7 @@ public:
 
     int calls = 0;
     int status = -1;
+    bool statusOk = false;
     int errorCode = -1;
     QString errorString;
     QStringList results;

@@ -8,6 +8,7 @@
 #include <ZYRController/BTimings.h>
 #include <ZYRService/ZYRServiceUtil.h>
 
+#include <QElapsedTimer>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QProcess>
@@ -100,6 +101,7 @@ private Q_SLOTS:
     void changesAreWrittenInBatches();
     void retryMakesRecordsWaitingAgain();
     void removalFreesSlotsForWaitingRecords();
+    void interruptedRecordsRestartOnlyWhenLoaded();
     void recordsSurviveAKilledQueue_data();
     void recordsSurviveAKilledQueue();
     void folderTreeGoesUpAndComesBack();
@@ -217,6 +219,8 @@ void TestBFileTransferManager::changesAreWrittenInBatches()
     auto queue = queueWithFailedRecords(4);
     const QList<Item*> items = queue->getUnfinishedItems();
     const QString removedId = items.at(3)->getId();
+    QElapsedTimer sinceFirst;
+    sinceFirst.start();
     for (Item* item : items) {
         item->setBytesCompleted(42);
         queue->slotTransferItemStatusUpdated(item, Item::Failed, Item::Failed);
@@ -228,6 +232,7 @@ void TestBFileTransferManager::changesAreWrittenInBatches()
     QCOMPARE(storeContents().value(items.at(1)->getId()).getBytesCompleted(), qint64(0));
     QVERIFY(!storeContents().contains(removedId));
     QTRY_COMPARE_WITH_TIMEOUT(storeContents().value(items.at(1)->getId()).getBytesCompleted(), qint64(42), 5000);
+    QVERIFY(sinceFirst.elapsed() >= 270); // a whole tick, give or take a coarse timer's 5 %
     QCOMPARE(storeContents().value(items.at(2)->getId()).getBytesCompleted(), qint64(42));
     QVERIFY(!storeContents().contains(removedId));
 }
@@ -293,6 +298,24 @@ void TestBFileTransferManager::removalFreesSlotsForWaitingRecords()
     QTRY_COMPARE_WITH_TIMEOUT(m_fx.faultUses(held, 7), 7, 10000);
     // A stopped download takes its partial file with it.
     QTRY_VERIFY_WITH_TIMEOUT(!QFile::exists(partial), 10000);
+}
+
+void TestBFileTransferManager::interruptedRecordsRestartOnlyWhenLoaded()
+{
+    // Six records a killed run left Transferring: the five slots take five
+    // when they are loaded, a slot freed later goes to waiting records only.
+    QList<Item> records;
+    const QDateTime start = QDateTime::currentDateTime().addSecs(-60);
+    for (int i = 0; i < 6; ++i) {
+        const QString fileId = m_fx.cloudFile(QStringLiteral("/queue/n%1.bin").arg(i))->getId();
+        records.append(storedRecord(Alice, fileId, Item::Transferring, start.addSecs(i)));
+        records.last().setSize(m_fileBytes.at(i).size());
+        records.last().setWorkspaceId(TransferFixture::Workspace);
+    }
+    QVERIFY(storeRecords(records));
+    auto queue = signedInQueue(true);
+    QTRY_COMPARE_WITH_TIMEOUT(queue->getFinishedItems().size(), 5, 20000);
+    QCOMPARE(queue->getUnfinishedItems().constFirst()->getStatus(), Item::Interrupted);
 }
 
 void TestBFileTransferManager::recordsSurviveAKilledQueue_data()

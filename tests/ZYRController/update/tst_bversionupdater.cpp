@@ -76,6 +76,8 @@ void TestBVersionUpdater::versionList_data()
     QTest::newRow("no forced release in between") << cloud << "1.5.0" << QVariantList{ true, "2.0.1", false };
     QTest::newRow("equal") << cloud << "2.0.1" << QVariantList{ false, "", false };
     QTest::newRow("fewer parts is older") << cloud << "2.0" << QVariantList{ true, "2.0.1", false };
+    QTest::newRow("a current version with more parts is newer")
+            << cloud << "2.0.1.0" << QVariantList{ false, "", false };
     QTest::newRow("parts compare as numbers") << cloud << "10.0" << QVariantList{ false, "", false };
     QTest::newRow("latest not newer ends the reading")
             << QByteArray(R"(<versionList><latest version="1.0" path="a.exe"/><histories>)"
