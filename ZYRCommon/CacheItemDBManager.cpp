@@ -100,11 +100,16 @@ bool CacheItemDBManager::insertItems(const QList<MFileCacheItem>& items)
 
 bool CacheItemDBManager::getCacheItems(const QString& fileId, QList<MFileCacheItem>& items)
 {
-    return nonEmpty(fileId, "cache read")
-            && d->exec("cache read",
-                       QStringLiteral("SELECT id, file_id, digest, local_dir, local_name, cached_time"
-                                      " FROM cache_items WHERE file_id = ? ORDER BY rowid"),
-                       { fileId }, [&items](const QSqlQuery& query) { items.append(readItem(query)); });
+    QList<MFileCacheItem> read;
+    if (!nonEmpty(fileId, "cache read")
+        || !d->exec("cache read",
+                    QStringLiteral("SELECT id, file_id, digest, local_dir, local_name, cached_time"
+                                   " FROM cache_items WHERE file_id = ? ORDER BY rowid"),
+                    { fileId }, [&read](const QSqlQuery& query) { read.append(readItem(query)); }))
+        return false;
+    // Only a whole answer reaches the caller.
+    items.append(read);
+    return true;
 }
 
 bool CacheItemDBManager::deleteItemById(const QString& id)

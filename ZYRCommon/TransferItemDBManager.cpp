@@ -144,10 +144,15 @@ bool writeAll(const StoreConnection& store, const char* what, const QString& sql
 bool readWhere(const StoreConnection& store, const char* condition, const QVariantList& values,
                QList<MFileTransferItem>& items)
 {
-    return store.exec("transfer read",
-                      QStringLiteral("SELECT ") + Columns + QStringLiteral(" FROM transfer_items WHERE ")
-                              + QLatin1String(condition),
-                      values, [&items](const QSqlQuery& query) { items.append(readItem(query)); });
+    QList<MFileTransferItem> read;
+    if (!store.exec("transfer read",
+                    QStringLiteral("SELECT ") + Columns + QStringLiteral(" FROM transfer_items WHERE ")
+                            + QLatin1String(condition),
+                    values, [&read](const QSqlQuery& query) { read.append(readItem(query)); }))
+        return false;
+    // Only a whole answer reaches the caller.
+    items.append(read);
+    return true;
 }
 
 } // namespace
